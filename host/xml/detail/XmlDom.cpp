@@ -1,0 +1,2 @@
+// Placeholder until the expat-based parser lands.
+#include "host/xml/detail/XmlDom.h"
