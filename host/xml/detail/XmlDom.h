@@ -16,8 +16,8 @@ namespace xmldsig::dom {
 enum class NodeType : uint8_t { Document, Element, Text, Comment, ProcessingInstruction };
 
 struct Attribute {
-    std::string name;   // qualified name exactly as written ("xmlns:ds", "wsu:Id", "Id")
-    std::string value;  // normalized value, entities and character references replaced
+    std::string name;       // qualified name exactly as written ("xmlns:ds", "wsu:Id", "Id")
+    std::string value;      // normalized value, entities and character references replaced
     bool specified = true;  // false when the value is a default from the internal subset
 };
 
@@ -39,6 +39,9 @@ struct Node {
     uint32_t startTagEnd = 0;  // just past the '>' (or "/>") of the start tag
     uint32_t endTagStart = 0;  // the '<' of the end tag; equals end for an empty-element tag
     uint32_t end = 0;          // just past the end tag
+    // True for an element that came from an entity's replacement text: its four offsets then
+    // all lie on the entity reference (start at its '&', the others just past its ';').
+    bool fromEntity = false;
 
     uint32_t depth = 0;  // document node 0, root element 1
 
@@ -52,23 +55,24 @@ struct Node {
 };
 
 struct ParseLimits {
-    std::size_t maxDepth = 10000;           // element nesting
-    std::size_t maxAttributes = 10000;      // attributes on one start tag
-    std::size_t maxNodes = 50000000;        // nodes in the whole document
-    float maxEntityAmplification = 100.0f;  // billion-laughs protection
+    std::size_t maxDepth = 10000;                          // element nesting
+    std::size_t maxAttributes = 10000;                     // attributes on one start tag
+    std::size_t maxNodes = 50000000;                       // nodes in the whole document
+    float maxEntityAmplification = 100.0f;                 // billion-laughs protection
+    unsigned long long amplificationThreshold = 4u << 20;  // bytes before the ratio applies
 };
 
 struct ParseResult {
     bool ok = false;
     uint64_t byteOffset = 0;  // where the parser stopped, on failure
-    uint64_t line = 0;
-    uint64_t column = 0;
-    std::string message;  // empty on success
+    uint64_t line = 0;        // 1-based
+    uint64_t column = 0;      // 1-based, in bytes
+    std::string message;      // empty on success
     explicit operator bool() const { return ok; }
 };
 
 class Document {
-public:
+  public:
     Document();
     Document(const Document&) = delete;
     Document& operator=(const Document&) = delete;
@@ -91,9 +95,11 @@ public:
     // Used by the parser.
     Node* newNode(NodeType type);
     void setHadDoctype(bool v) { m_hadDoctype = v; }
+    void reset();  // back to a lone document node
 
-private:
-    std::deque<Node> m_nodes;  // front() is the document node; addresses stay stable
+  private:
+    std::deque<Node> m_nodes;       // front() is the document node; addresses stay stable
+    std::vector<Node*> m_elements;  // every element, in document order
     bool m_hadDoctype = false;
 };
 

@@ -1,0 +1,250 @@
+// Builds a dom::Document from UTF-8 text with expat. The parser is hardened before the first
+// byte: entity amplification is capped, parameter entities and external entities are never
+// read, and our own limits on depth, attribute count and node count stop it with a message.
+#include <climits>
+#include <cstring>
+#include <limits>
+#include <string>
+
+#include "host/xml/detail/ExpatHandle.h"
+#include "host/xml/detail/XmlDom.h"
+
+namespace xmldsig::dom {
+namespace {
+
+struct BuildState {
+    XML_Parser parser = nullptr;
+    Document* doc = nullptr;
+    std::string_view text;
+    const ParseLimits* limits = nullptr;
+    Node* current = nullptr;  // the open element (or the document node)
+    bool inDtd = false;
+    bool stopped = false;  // one of our limits stopped the parse
+    std::string stopMessage;
+    uint64_t stopOffset = 0;
+};
+
+BuildState& stateOf(void* userData) {
+    return *static_cast<BuildState*>(userData);
+}
+
+void stop(BuildState& st, std::string message) {
+    if (st.stopped) return;
+    st.stopped = true;
+    st.stopMessage = std::move(message);
+    const XML_Index at = XML_GetCurrentByteIndex(st.parser);
+    st.stopOffset = at < 0 ? 0 : static_cast<uint64_t>(at);
+    XML_StopParser(st.parser, XML_FALSE);
+}
+
+// A node is added only while the node budget allows; otherwise the parse stops.
+Node* addNode(BuildState& st, NodeType type) {
+    if (st.doc->nodeCount() >= st.limits->maxNodes) {
+        stop(st,
+             "too many nodes: the document has more than " + std::to_string(st.limits->maxNodes));
+        return nullptr;
+    }
+    Node* n = st.doc->newNode(type);
+    appendChild(st.current, n);
+    return n;
+}
+
+// The current event's byte range in the text; false when the event is not a tag in the text
+// itself (an element from an entity's replacement text reports the reference's range).
+bool eventRange(const BuildState& st, uint32_t& begin, uint32_t& end) {
+    const XML_Index at = XML_GetCurrentByteIndex(st.parser);
+    const int count = XML_GetCurrentByteCount(st.parser);
+    const uint64_t b = at < 0 ? 0 : static_cast<uint64_t>(at);
+    const uint64_t e = b + (count < 0 ? 0 : static_cast<uint64_t>(count));
+    begin = static_cast<uint32_t>(std::min<uint64_t>(b, st.text.size()));
+    end = static_cast<uint32_t>(std::min<uint64_t>(e, st.text.size()));
+    return begin < st.text.size() && st.text[begin] == '<';
+}
+
+void XMLCALL onStart(void* ud, const XML_Char* name, const XML_Char** atts) {
+    BuildState& st = stateOf(ud);
+    if (st.stopped) return;
+    if (st.current->depth + 1 > st.limits->maxDepth) {
+        stop(st, "elements nested deeper than " + std::to_string(st.limits->maxDepth) + " levels");
+        return;
+    }
+    std::size_t count = 0;
+    while (atts[count] != nullptr) count += 2;
+    if (count / 2 > st.limits->maxAttributes) {
+        stop(st, "too many attributes on element <" + std::string(name) + ">: more than " +
+                     std::to_string(st.limits->maxAttributes));
+        return;
+    }
+    Node* n = addNode(st, NodeType::Element);
+    if (n == nullptr) return;
+    n->name = name;
+    const std::size_t specified =
+        static_cast<std::size_t>(XML_GetSpecifiedAttributeCount(st.parser));
+    n->attributes.reserve(count / 2);
+    for (std::size_t i = 0; i < count; i += 2) {
+        n->attributes.push_back(Attribute{atts[i], atts[i + 1], i < specified});
+    }
+    uint32_t b = 0, e = 0;
+    n->fromEntity = !eventRange(st, b, e);
+    n->start = b;
+    n->startTagEnd = e;
+    n->endTagStart = e;
+    n->end = e;
+    st.current = n;
+}
+
+void XMLCALL onEnd(void* ud, const XML_Char*) {
+    BuildState& st = stateOf(ud);
+    if (st.stopped) return;
+    Node* n = st.current;
+    uint32_t b = 0, e = 0;
+    if (!n->fromEntity) {
+        eventRange(st, b, e);
+        // An empty-element tag reports a zero-length end event just past its "/>".
+        n->endTagStart = b;
+        n->end = e;
+    }
+    st.current = n->parent;
+}
+
+void XMLCALL onText(void* ud, const XML_Char* s, int len) {
+    BuildState& st = stateOf(ud);
+    if (st.stopped || len <= 0) return;
+    Node* last = st.current->lastChild;
+    if (last == nullptr || last->type != NodeType::Text) {
+        last = addNode(st, NodeType::Text);
+        if (last == nullptr) return;
+    }
+    last->value.append(s, static_cast<std::size_t>(len));
+}
+
+void XMLCALL onComment(void* ud, const XML_Char* data) {
+    BuildState& st = stateOf(ud);
+    if (st.stopped || st.inDtd) return;
+    if (Node* n = addNode(st, NodeType::Comment)) n->value = data;
+}
+
+void XMLCALL onPi(void* ud, const XML_Char* target, const XML_Char* data) {
+    BuildState& st = stateOf(ud);
+    if (st.stopped || st.inDtd) return;
+    if (Node* n = addNode(st, NodeType::ProcessingInstruction)) {
+        n->name = target;
+        n->value = data ? data : "";
+    }
+}
+
+void XMLCALL onDoctypeStart(void* ud, const XML_Char*, const XML_Char*, const XML_Char*, int) {
+    BuildState& st = stateOf(ud);
+    st.inDtd = true;
+    st.doc->setHadDoctype(true);
+}
+
+void XMLCALL onDoctypeEnd(void* ud) {
+    stateOf(ud).inDtd = false;
+}
+
+// An entity reference that expat could not resolve from the internal subset (the document has
+// an external subset we never read). Its replacement text is unknown, so the tree would be wrong.
+void XMLCALL onSkippedEntity(void* ud, const XML_Char* name, int isParameter) {
+    BuildState& st = stateOf(ud);
+    if (isParameter) return;  // parameter entities are never parsed; nothing is lost in content
+    stop(st, std::string("reference to entity '") + name +
+                 "' that is not declared in the internal subset (external declarations are "
+                 "never read)");
+}
+
+// External parsed entities are refused outright: the document may not make us open files.
+int XMLCALL onExternalEntity(XML_Parser p, const XML_Char*, const XML_Char*,
+                             const XML_Char* systemId, const XML_Char*) {
+    BuildState& st = stateOf(XML_GetUserData(p));
+    stop(st, std::string("reference to an external entity (") + (systemId ? systemId : "") +
+                 "): external entities are never loaded");
+    return XML_STATUS_ERROR;
+}
+
+bool configure(XML_Parser p, BuildState& st, const ParseLimits& limits) {
+    XML_SetUserData(p, &st);
+    XML_SetElementHandler(p, onStart, onEnd);
+    XML_SetCharacterDataHandler(p, onText);
+    XML_SetCommentHandler(p, onComment);
+    XML_SetProcessingInstructionHandler(p, onPi);
+    XML_SetDoctypeDeclHandler(p, onDoctypeStart, onDoctypeEnd);
+    XML_SetSkippedEntityHandler(p, onSkippedEntity);
+    XML_SetExternalEntityRefHandler(p, onExternalEntity);
+    XML_SetParamEntityParsing(p, XML_PARAM_ENTITY_PARSING_NEVER);
+    bool ok = XML_SetBillionLaughsAttackProtectionMaximumAmplification(
+                  p, limits.maxEntityAmplification) == XML_TRUE;
+    ok = ok && XML_SetBillionLaughsAttackProtectionActivationThreshold(
+                   p, limits.amplificationThreshold) == XML_TRUE;
+#if XML_MAJOR_VERSION > 2 ||   \
+    (XML_MAJOR_VERSION == 2 && \
+     (XML_MINOR_VERSION > 7 || (XML_MINOR_VERSION == 7 && XML_MICRO_VERSION >= 2)))
+    ok =
+        ok && XML_SetAllocTrackerMaximumAmplification(p, limits.maxEntityAmplification) == XML_TRUE;
+    ok = ok && XML_SetAllocTrackerActivationThreshold(p, limits.amplificationThreshold) == XML_TRUE;
+#endif
+    return ok;
+}
+
+ParseResult failure(std::string message, uint64_t offset, uint64_t line, uint64_t column) {
+    ParseResult r;
+    r.message = std::move(message);
+    r.byteOffset = offset;
+    r.line = line;
+    r.column = column;
+    return r;
+}
+
+}  // namespace
+
+ParseResult Document::parse(std::string_view utf8, const ParseLimits& limits) {
+    reset();
+    // Offsets are 32-bit; a larger text could not be addressed.
+    if (utf8.size() >= std::numeric_limits<uint32_t>::max()) {
+        return failure("document too large: " + std::to_string(utf8.size()) + " bytes", 0, 0, 0);
+    }
+    detail::ExpatPtr parser(XML_ParserCreate("UTF-8"));
+    if (!parser) return failure("could not create the XML parser", 0, 0, 0);
+
+    BuildState st;
+    st.parser = parser.get();
+    st.doc = this;
+    st.text = utf8;
+    st.limits = &limits;
+    st.current = documentNode();
+    if (!configure(parser.get(), st, limits)) {
+        return failure("could not set the entity amplification limits (factor must be >= 1)", 0, 0,
+                       0);
+    }
+
+    // Feed in pieces that fit expat's int length; byte indexes stay cumulative.
+    constexpr std::size_t kChunk = 1u << 30;
+    std::size_t pos = 0;
+    XML_Status status = XML_STATUS_OK;
+    do {
+        const std::size_t n = std::min(kChunk, utf8.size() - pos);
+        const bool last = pos + n == utf8.size();
+        status = XML_Parse(parser.get(), utf8.data() + pos, static_cast<int>(n), last);
+        pos += n;
+    } while (status == XML_STATUS_OK && pos < utf8.size());
+
+    if (status == XML_STATUS_OK && !st.stopped) {
+        ParseResult ok;
+        ok.ok = true;
+        return ok;
+    }
+    const uint64_t line = XML_GetCurrentLineNumber(parser.get());
+    const uint64_t column = XML_GetCurrentColumnNumber(parser.get()) + 1;
+    ParseResult r;
+    if (st.stopped) {
+        r = failure(st.stopMessage, st.stopOffset, line, column);
+    } else {
+        const XML_Index at = XML_GetCurrentByteIndex(parser.get());
+        r = failure(XML_ErrorString(XML_GetErrorCode(parser.get())),
+                    at < 0 ? 0 : static_cast<uint64_t>(at), line, column);
+    }
+    reset();  // a failed parse leaves no half-built tree behind
+    return r;
+}
+
+}  // namespace xmldsig::dom
