@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <string>
 
 #include "host/xml/detail/ExpatHandle.h"
@@ -61,76 +62,95 @@ bool eventRange(const BuildState& st, uint32_t& begin, uint32_t& end) {
     return begin < st.text.size() && st.text[begin] == '<';
 }
 
-void XMLCALL onStart(void* ud, const XML_Char* name, const XML_Char** atts) {
+// expat is C: nothing may unwind through it. Each handler body runs here, and an allocation
+// failure stops the parse with a message instead of throwing.
+template <class Body>
+void guarded(void* ud, Body&& body) {
     BuildState& st = stateOf(ud);
     if (st.stopped) return;
-    if (st.current->depth + 1 > st.limits->maxDepth) {
-        stop(st, "elements nested deeper than " + std::to_string(st.limits->maxDepth) + " levels");
-        return;
+    try {
+        body(st);
+    } catch (const std::bad_alloc&) {
+        stop(st, "out of memory");
+    } catch (...) {
+        stop(st, "internal error");
     }
-    std::size_t count = 0;
-    while (atts[count] != nullptr) count += 2;
-    if (count / 2 > st.limits->maxAttributes) {
-        stop(st, "too many attributes on element <" + std::string(name) + ">: more than " +
-                     std::to_string(st.limits->maxAttributes));
-        return;
-    }
-    Node* n = addNode(st, NodeType::Element);
-    if (n == nullptr) return;
-    n->name = name;
-    const std::size_t specified =
-        static_cast<std::size_t>(XML_GetSpecifiedAttributeCount(st.parser));
-    n->attributes.reserve(count / 2);
-    for (std::size_t i = 0; i < count; i += 2) {
-        n->attributes.push_back(Attribute{atts[i], atts[i + 1], i < specified});
-    }
-    uint32_t b = 0, e = 0;
-    n->fromEntity = !eventRange(st, b, e);
-    n->start = b;
-    n->startTagEnd = e;
-    n->endTagStart = e;
-    n->end = e;
-    st.current = n;
+}
+
+void XMLCALL onStart(void* ud, const XML_Char* name, const XML_Char** atts) {
+    guarded(ud, [&](BuildState& st) {
+        if (st.current->depth + 1 > st.limits->maxDepth) {
+            stop(st,
+                 "elements nested deeper than " + std::to_string(st.limits->maxDepth) + " levels");
+            return;
+        }
+        std::size_t count = 0;
+        while (atts[count] != nullptr) count += 2;
+        if (count / 2 > st.limits->maxAttributes) {
+            stop(st, "too many attributes on element <" + std::string(name) + ">: more than " +
+                         std::to_string(st.limits->maxAttributes));
+            return;
+        }
+        Node* n = addNode(st, NodeType::Element);
+        if (n == nullptr) return;
+        n->name = name;
+        const std::size_t specified =
+            static_cast<std::size_t>(XML_GetSpecifiedAttributeCount(st.parser));
+        n->attributes.reserve(count / 2);
+        for (std::size_t i = 0; i < count; i += 2) {
+            n->attributes.push_back(Attribute{atts[i], atts[i + 1], i < specified});
+        }
+        uint32_t b = 0, e = 0;
+        n->fromEntity = !eventRange(st, b, e);
+        n->start = b;
+        n->startTagEnd = e;
+        n->endTagStart = e;
+        n->end = e;
+        st.current = n;
+    });
 }
 
 void XMLCALL onEnd(void* ud, const XML_Char*) {
-    BuildState& st = stateOf(ud);
-    if (st.stopped) return;
-    Node* n = st.current;
-    uint32_t b = 0, e = 0;
-    if (!n->fromEntity) {
-        eventRange(st, b, e);
-        // An empty-element tag reports a zero-length end event just past its "/>".
-        n->endTagStart = b;
-        n->end = e;
-    }
-    st.current = n->parent;
+    guarded(ud, [&](BuildState& st) {
+        Node* n = st.current;
+        uint32_t b = 0, e = 0;
+        if (!n->fromEntity) {
+            eventRange(st, b, e);
+            // An empty-element tag reports a zero-length end event just past its "/>".
+            n->endTagStart = b;
+            n->end = e;
+        }
+        st.current = n->parent;
+    });
 }
 
 void XMLCALL onText(void* ud, const XML_Char* s, int len) {
-    BuildState& st = stateOf(ud);
-    if (st.stopped || len <= 0) return;
-    Node* last = st.current->lastChild;
-    if (last == nullptr || last->type != NodeType::Text) {
-        last = addNode(st, NodeType::Text);
-        if (last == nullptr) return;
-    }
-    last->value.append(s, static_cast<std::size_t>(len));
+    guarded(ud, [&](BuildState& st) {
+        if (len <= 0) return;
+        Node* last = st.current->lastChild;
+        if (last == nullptr || last->type != NodeType::Text) {
+            last = addNode(st, NodeType::Text);
+            if (last == nullptr) return;
+        }
+        last->value.append(s, static_cast<std::size_t>(len));
+    });
 }
 
 void XMLCALL onComment(void* ud, const XML_Char* data) {
-    BuildState& st = stateOf(ud);
-    if (st.stopped || st.inDtd) return;
-    if (Node* n = addNode(st, NodeType::Comment)) n->value = data;
+    guarded(ud, [&](BuildState& st) {
+        if (st.inDtd) return;
+        if (Node* n = addNode(st, NodeType::Comment)) n->value = data;
+    });
 }
 
 void XMLCALL onPi(void* ud, const XML_Char* target, const XML_Char* data) {
-    BuildState& st = stateOf(ud);
-    if (st.stopped || st.inDtd) return;
-    if (Node* n = addNode(st, NodeType::ProcessingInstruction)) {
-        n->name = target;
-        n->value = data ? data : "";
-    }
+    guarded(ud, [&](BuildState& st) {
+        if (st.inDtd) return;
+        if (Node* n = addNode(st, NodeType::ProcessingInstruction)) {
+            n->name = target;
+            n->value = data ? data : "";
+        }
+    });
 }
 
 void XMLCALL onDoctypeStart(void* ud, const XML_Char*, const XML_Char*, const XML_Char*, int) {
@@ -146,19 +166,21 @@ void XMLCALL onDoctypeEnd(void* ud) {
 // An entity reference that expat could not resolve from the internal subset (the document has
 // an external subset we never read). Its replacement text is unknown, so the tree would be wrong.
 void XMLCALL onSkippedEntity(void* ud, const XML_Char* name, int isParameter) {
-    BuildState& st = stateOf(ud);
     if (isParameter) return;  // parameter entities are never parsed; nothing is lost in content
-    stop(st, std::string("reference to entity '") + name +
-                 "' that is not declared in the internal subset (external declarations are "
-                 "never read)");
+    guarded(ud, [&](BuildState& st) {
+        stop(st, std::string("reference to entity '") + name +
+                     "' that is not declared in the internal subset (external declarations are "
+                     "never read)");
+    });
 }
 
 // External parsed entities are refused outright: the document may not make us open files.
 int XMLCALL onExternalEntity(XML_Parser p, const XML_Char*, const XML_Char*,
                              const XML_Char* systemId, const XML_Char*) {
-    BuildState& st = stateOf(XML_GetUserData(p));
-    stop(st, std::string("reference to an external entity (") + (systemId ? systemId : "") +
-                 "): external entities are never loaded");
+    guarded(XML_GetUserData(p), [&](BuildState& st) {
+        stop(st, std::string("reference to an external entity (") + (systemId ? systemId : "") +
+                     "): external entities are never loaded");
+    });
     return XML_STATUS_ERROR;
 }
 
