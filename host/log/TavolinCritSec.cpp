@@ -1,0 +1,7 @@
+#include "host/log/TavolinCritSec.h"
+
+namespace xmldsig {
+
+TavolinCritSec::~TavolinCritSec() = default;
+
+}  // namespace xmldsig
