@@ -1,0 +1,58 @@
+#include "cli/Session.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "cli/Input.h"
+#include "host/xml/ClsBinData.h"
+
+namespace xmldsig::cli {
+
+Session::Session(const ParsedArgs& args)
+    : m_args(args), m_dsig(ClsXmlDSig::createNewCls()), m_owner(m_dsig) {
+    if (m_dsig == nullptr) {
+        std::fprintf(stderr, "xmldsig: out of memory\n");
+        std::exit(kExitFailed);
+    }
+    m_dsig->put_VerboseLogging(args.has("--verbose"));
+    std::string options;
+    for (const auto& word : args.all("--option")) options += (options.empty() ? "" : ",") + word;
+    m_dsig->put_UncommonOptions(XString(options.c_str()));
+}
+
+bool Session::load(const std::string& file) {
+    ClsBinData bd;
+    std::string error;
+    if (!readInput(file, bd.m_data, error)) {
+        std::fprintf(stderr, "xmldsig: %s\n", error.c_str());
+        return false;
+    }
+    if (m_dsig->LoadSignatureBd(bd)) return true;
+    std::fprintf(stderr, "%s: cannot load the document\n%s", file.c_str(),
+                 m_dsig->lastErrorText().c_str());
+    return false;
+}
+
+bool Session::selectedIndexes(int count, std::vector<int>& out) const {
+    out.clear();
+    if (!m_args.has("--signature")) {
+        for (int i = 0; i < count; ++i) out.push_back(i);
+        return true;
+    }
+    const std::string v = m_args.value("--signature");
+    char* end = nullptr;
+    long n = std::strtol(v.c_str(), &end, 10);
+    if (v.empty() || *end != '\0' || n < 0 || n >= count) {
+        std::fprintf(stderr, "xmldsig: --signature %s: the document has %d signature%s\n",
+                     v.c_str(), count, count == 1 ? "" : "s");
+        return false;
+    }
+    out.push_back(static_cast<int>(n));
+    return true;
+}
+
+void Session::printLogIfAsked() {
+    if (m_args.has("--log")) std::fprintf(stderr, "%s", m_dsig->lastErrorText().c_str());
+}
+
+}  // namespace xmldsig::cli

@@ -1,0 +1,34 @@
+// One document's verifier for a subcommand: a fresh component per file (no state may carry
+// from one document to the next), configured from the common options.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "cli/CommandLine.h"
+#include "dsig/ClsXmlDSig.h"
+#include "host/log/_clsOwner.h"
+
+namespace xmldsig::cli {
+
+class Session {
+  public:
+    explicit Session(const ParsedArgs& args);
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    // Reads and loads the document; on failure prints why (with the log) and returns false.
+    bool load(const std::string& file);
+    ClsXmlDSig& dsig() { return *m_dsig; }
+    // The signature indexes the command line asks for (--signature N, else all of them);
+    // false (after printing the problem) when N is out of range.
+    bool selectedIndexes(int count, std::vector<int>& out) const;
+    void printLogIfAsked();
+
+  private:
+    const ParsedArgs& m_args;
+    ClsXmlDSig* m_dsig;
+    _clsOwner m_owner;
+};
+
+}  // namespace xmldsig::cli

@@ -1,0 +1,106 @@
+// The XML signature verifier component: load a signed document, select one of its signatures,
+// and question it (references, SignedInfo fields) or canonicalize XML on request.
+#pragma once
+
+#include <cstdint>
+
+#include "dsig/DSigReference.h"
+#include "dsig/_clsXmlDSigBase.h"
+#include "host/cert/SystemCertsHolder.h"
+#include "host/log/ExtPtrArrayRc.h"
+#include "host/text/ExtPtrArray.h"
+#include "host/text/XString.h"
+
+namespace xmldsig {
+
+class ClsBinData;
+class ClsStringBuilder;
+class ClsXml;
+
+class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
+  public:
+    // Null (never an exception) when construction fails.
+    static ClsXmlDSig* createNewCls();
+    ~ClsXmlDSig() override;
+
+    // Properties.
+    int get_Selector();
+    void put_Selector(int index);
+    int get_NumSignatures();
+    bool get_IgnoreExternalRefs();
+    void put_IgnoreExternalRefs(bool ignore);
+    bool get_WithComments() const { return m_withComments; }
+    void put_WithComments(bool withComments) { m_withComments = withComments; }
+    int get_RefFailReason() const { return m_refFailReason; }
+    void get_VerifyOptions(XString& out);
+    void put_VerifyOptions(const XString& options);
+    void get_ExternalRefDirs(XString& out);
+    void put_ExternalRefDirs(const XString& dirs);
+    int get_NumReferences();
+
+    // Loading.
+    bool LoadSignature(const XString& xml);
+    bool LoadSignatureSb(const ClsStringBuilder& sb);
+    bool LoadSignatureBd(const ClsBinData& bd);
+
+    // References of the selected signature.
+    bool ReferenceUri(int index, XString& out);
+    bool IsReferenceExternal(int index);
+    bool SetRefDataFile(int index, const XString& path);
+    bool SetRefDataBd(int index, const ClsBinData& bd);
+    bool SetRefDataSb(int index, const ClsStringBuilder& sb, const XString& charset);
+
+    // Canonicalization on request.
+    bool CanonicalizeXml(const XString& xml, const XString& canonVersion, bool withComments,
+                         XString& out);
+    bool CanonicalizeFragment(const XString& xml, const XString& fragmentId,
+                              const XString& canonVersion, const XString& prefixList,
+                              bool withComments, XString& out);
+
+    // Read-only views for tools and reports (this component's own additions).
+    // Short name of the document family detected at load ("" when none).
+    const char* detectedFamily() const;
+    // The parsed Reference at index of the selected signature; false when there is none.
+    bool describeReference(int index, DSigReference& out);
+    bool describeSignedInfo(StringBuffer& canonMethod, StringBuffer& prefixList,
+                            StringBuffer& signatureMethod, StringBuffer& signatureId);
+
+  protected:
+    // Internal operations; the log comes last.
+    bool loadSignature(const XString& xml, LogBase& log);
+    bool loadUtf8Text(StringBuffer& utf8, LogBase& log);  // steps shared by every load
+    void checkSetZatca(LogBase& log);
+    void checkSetMyInvois(LogBase& log);
+    void detectSpecial(const StringBuffer& docText, LogBase& log);
+
+    ClsXml* selectedSignature() const;                      // borrowed; null when none
+    ClsXml* signedInfoOf(ClsXml& sig, LogBase& log) const;  // new reference or null
+    int numReferences(ClsXml& sig, LogBase& log);
+    ClsXml* getReference(int index, LogBase& log);
+    bool getReferenceUri(int index, StringBuffer& out, LogBase& log);
+    bool getSignedInfoField(const char* tag, const char* attr, StringBuffer& out, LogBase& log);
+    bool getSignatureMethod(StringBuffer& out, LogBase& log);
+    bool getCanonicalizationMethod(StringBuffer& method, StringBuffer& prefixList, LogBase& log);
+    bool getSignatureValue(StringBuffer& out, LogBase& log);
+    bool selectedSignatureId(StringBuffer& out, LogBase& log);
+    bool selectBySignatureId(const StringBuffer& id, LogBase& log);
+    DSigRefExternalData* getExtRef(int index, bool create, LogBase& log);
+
+    bool m_withComments = false;
+    bool m_ignoreExternalRefs = false;
+    int32_t m_refFailReason = 0;
+    StringBuffer m_xmlText;
+    ClsXml* m_xmlDoc = nullptr;
+    XString m_externalRefDirs;
+    ExtPtrArrayRc m_signatures;
+    ExtPtrArrayRc m_publicKeys;
+    ExtPtrArray m_refExternalData;  // of DSigExternalData, by signature index
+    DataBuffer m_hmacKey;
+    int32_t m_selector = 0;
+
+  private:
+    ClsXmlDSig();
+    bool setRefData(const char* opName, int index, const DataBuffer* data, const XString* path);
+};
+
+}  // namespace xmldsig
