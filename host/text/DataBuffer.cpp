@@ -1,6 +1,8 @@
 // DataBuffer: byte storage and the named encodings.
 #include "host/text/DataBuffer.h"
 
+#include <openssl/crypto.h>
+
 #include <algorithm>
 #include <cstring>
 #include <new>
@@ -104,9 +106,8 @@ void DataBuffer::clear() {
 }
 
 void DataBuffer::secureClear() {
-    m_data.resize(m_data.capacity());
-    volatile unsigned char* p = m_data.data();
-    for (std::size_t i = 0; i < m_data.size(); ++i) p[i] = 0;
+    m_data.resize(m_data.capacity());  // spare capacity may hold bytes of earlier content
+    if (!m_data.empty()) OPENSSL_cleanse(m_data.data(), m_data.size());
     m_data.clear();
 }
 

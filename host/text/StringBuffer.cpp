@@ -1,6 +1,8 @@
 // StringBuffer: construction, appending, reading and searching.
 #include "host/text/StringBuffer.h"
 
+#include <openssl/crypto.h>
+
 #include <algorithm>
 #include <cstring>
 #include <new>
@@ -146,9 +148,8 @@ void StringBuffer::clear() {
 }
 
 void StringBuffer::secureClear() {
-    std::fill(m_s.begin(), m_s.end(), '\0');
-    volatile char* p = m_s.data();  // keep the zeroing from being optimized away
-    (void)p;
+    m_s.resize(m_s.capacity());  // spare capacity may hold bytes of earlier, longer content
+    OPENSSL_cleanse(m_s.data(), m_s.size());  // a wipe the compiler may not drop
     m_s.clear();
 }
 

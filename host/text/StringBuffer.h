@@ -39,7 +39,8 @@ class StringBuffer : public TavolinObject {
     bool append(const char* s);
     bool append(const StringBuffer& sb);
     bool append(std::string_view sv);
-    bool append(int n);  // decimal digits
+    bool append(int n);            // decimal digits
+    bool append(char c) = delete;  // would append digits; use appendChar
     bool append(unsigned int n);
     bool append(long n);
     bool append(unsigned long n);
