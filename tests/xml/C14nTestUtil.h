@@ -4,11 +4,14 @@
 
 #include <fstream>
 #include <optional>
+#include <ostream>
 #include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "host/log/_tvLogger.h"
+#include "host/xml/XmlCanon.h"
 #include "host/xml/detail/CanonContext.h"
 #include "host/xml/detail/XmlDom.h"
 
@@ -30,6 +33,11 @@ struct C14nVector {
     std::string inclusivePrefixes;
     std::string expectedOutput;
 };
+
+// Names a row in test failure messages.
+inline void PrintTo(const C14nVector& row, std::ostream* os) {
+    *os << row.input;
+}
 
 inline std::vector<std::string> splitTabs(const std::string& line) {
     std::vector<std::string> cells;
@@ -145,6 +153,24 @@ inline bool declaresExternalParsedEntity(const std::string& text) {
         if (it->str().find("NDATA") == std::string::npos) return true;
     }
     return false;
+}
+
+struct CanonRun {
+    bool ok = false;
+    std::string out;
+    std::string log;  // the rendered log text
+};
+
+// One xmlCanonicalize call; out starts with prefill so that tests can see what was appended.
+inline CanonRun runCanon(XmlCanon& canon, const std::string& input, const char* fragmentId,
+                         uint32_t startOffset, const std::string& prefill = std::string()) {
+    StringBuffer out(prefill);
+    _tvLogger log;
+    CanonRun run;
+    run.ok = canon.xmlCanonicalize(StringBuffer(input), fragmentId, startOffset, out, log);
+    run.out = out.str();
+    run.log = log.renderText();
+    return run;
 }
 
 }  // namespace xmldsig::testing

@@ -1,0 +1,136 @@
+#include "host/xml/XmlCanon.h"
+
+#include <algorithm>
+#include <exception>
+#include <string>
+#include <string_view>
+
+#include "host/xml/detail/Canonicalizer.h"
+#include "host/xml/detail/IdLookup.h"
+#include "host/xml/detail/XmlDom.h"
+
+namespace xmldsig {
+
+namespace {
+
+// Canonical output may outgrow its input (exclusive mode repeats declarations, defaults add
+// attributes), but never by this much for a real document.
+std::size_t outputLimit(std::size_t inputSize, std::size_t alreadyInOut) {
+    const std::size_t room =
+        StringBuffer::kMaxSize - std::min(alreadyInOut, StringBuffer::kMaxSize);
+    const std::size_t generous = (std::size_t(64) << 20) + 16 * inputSize;
+    return std::min(room, generous);
+}
+
+// "xpointer(id('x'))" or "xpointer(id(\"x\"))" gives x; anything else gives false.
+bool xpointerId(std::string_view ref, std::string_view& id) {
+    const std::string_view head = "xpointer(id(";
+    const std::string_view tail = "))";
+    if (ref.size() < head.size() + tail.size() + 2 || ref.substr(0, head.size()) != head ||
+        ref.substr(ref.size() - tail.size()) != tail) {
+        return false;
+    }
+    const std::string_view quoted = ref.substr(head.size(), ref.size() - head.size() - tail.size());
+    const char q = quoted.front();
+    if ((q != '\'' && q != '"') || quoted.back() != q) return false;
+    id = quoted.substr(1, quoted.size() - 2);
+    return true;
+}
+
+const dom::Node* ebicsElement(const dom::Document& doc, int32_t index, int32_t& counted) {
+    counted = 0;
+    const dom::Node* top = doc.documentNode();
+    for (const dom::Node* n = top; n != nullptr; n = dom::nextInDocumentOrder(n, top)) {
+        if (!n->isElement()) continue;
+        const std::string* value = n->attributeValue("authenticate");
+        if (value == nullptr || *value != "true") continue;
+        if (counted++ == index) return n;
+    }
+    return nullptr;
+}
+
+const dom::Node* elementById(const dom::Document& doc, std::string_view id, LogBase& log) {
+    std::string error;
+    const dom::Node* found = detail::findElementById(doc, id, error);
+    if (found == nullptr) {
+        log.LogError(error.c_str());
+        log.LogDataStr("fragmentId", std::string(id).c_str());
+    }
+    return found;
+}
+
+}  // namespace
+
+bool XmlCanon::xmlCanonicalize(const StringBuffer& input, const char* fragmentId,
+                               uint32_t startOffset, StringBuffer& out, LogBase& log) {
+    LogContextExitor ctx(log, "xmlCanonicalize");
+    try {
+        dom::Document doc;
+        const dom::ParseResult parsed = doc.parse(input.str());
+        if (!parsed.ok) {
+            log.LogError("Failed to parse the XML to be canonicalized.");
+            log.LogDataStr("parseError", parsed.message.c_str());
+            log.LogDataLong("byteOffset", static_cast<long>(parsed.byteOffset));
+            log.LogDataLong("line", static_cast<long>(parsed.line));
+            log.LogDataLong("column", static_cast<long>(parsed.column));
+            return false;
+        }
+
+        const dom::Node* apex = nullptr;
+        const std::string_view ref = fragmentId != nullptr ? fragmentId : "";
+        std::string_view id;
+        if (m_ebicsMode) {
+            apex = ebicsElement(doc, m_ebicsElementIndex, m_ebicsSecondCounter);
+            if (apex == nullptr) {
+                log.LogError("No element with authenticate=\"true\" at the EBICS element index.");
+                log.LogDataLong("ebicsElementIndex", m_ebicsElementIndex);
+                log.LogDataLong("numAuthenticated", m_ebicsSecondCounter);
+                return false;
+            }
+        } else if (ref == "xpointer(/)") {
+            apex = doc.documentNode();
+        } else if (!ref.empty()) {
+            apex = elementById(doc, xpointerId(ref, id) ? id : ref, log);
+            if (apex == nullptr) return false;
+        } else if (startOffset == 0) {
+            apex = doc.documentNode();
+        } else {
+            apex = doc.elementStartingAt(startOffset);
+            if (apex == nullptr) {
+                log.LogError("No element starts at the byte offset to canonicalize from.");
+                log.LogDataUint32("startOffset", startOffset);
+                return false;
+            }
+        }
+
+        detail::CanonOptions options;
+        options.mode =
+            m_mode == kModeExclusive ? detail::CanonMode::Exclusive : detail::CanonMode::Inclusive;
+        options.withComments = m_withComments;
+        for (int i = 0; i < m_inclusivePrefixes.getSize(); ++i) {
+            options.inclusivePrefixes.emplace_back(m_inclusivePrefixes.strAt(i));
+        }
+        options.emulateSortBug = m_duplicateSortingBug;
+        options.inheritXmlAttributes = m_secondCompatSwitch;
+        options.resetOption = m_resetOption;
+        options.maxOutputBytes = outputLimit(input.getSize(), out.getSize());
+
+        std::string canonical;
+        std::string error;
+        if (!detail::canonicalize(doc, apex, options, canonical, error)) {
+            log.LogError(error.c_str());
+            return false;
+        }
+        if (!out.append(std::string_view(canonical))) {
+            log.LogError("The canonical XML does not fit in the output buffer.");
+            return false;
+        }
+        return true;
+    } catch (const std::exception& e) {
+        log.LogError("Canonicalization ran out of resources.");
+        log.LogDataStr("exception", e.what());
+        return false;
+    }
+}
+
+}  // namespace xmldsig

@@ -1,0 +1,45 @@
+// The host canonicalizer: parses XML text and appends the canonical form of the whole document,
+// of the element with a given Id, of the element starting at a byte offset, or of the n-th EBICS
+// authenticated element. Configured through its settings before each call.
+#pragma once
+
+#include <cstdint>
+
+#include "host/log/LogBase.h"
+#include "host/text/ExtPtrArray.h"
+#include "host/text/StringBuffer.h"
+
+namespace xmldsig {
+
+class XmlCanon {
+  public:
+    static constexpr int32_t kModeInclusive = 1;  // Canonical XML 1.0
+    static constexpr int32_t kModeExclusive = 2;  // Exclusive XML Canonicalization 1.0
+
+    XmlCanon() = default;
+    XmlCanon(const XmlCanon&) = delete;
+    XmlCanon& operator=(const XmlCanon&) = delete;
+
+    // Canonicalizes input and appends the result to out; false, with the reason in the log, on
+    // unparseable input or when the element asked for cannot be found unambiguously.
+    //  - EBICS mode: the m_ebicsElementIndex-th element (from 0, document order) carrying
+    //    authenticate="true";
+    //  - otherwise, with a non-empty fragmentId: the one element whose Id attribute has that
+    //    value ("xpointer(/)" is the whole document, "xpointer(id('x'))" the element x);
+    //  - otherwise the element starting at byte startOffset, 0 meaning the whole document.
+    // A chosen element is canonicalized with the namespace context it inherits.
+    bool xmlCanonicalize(const StringBuffer& input, const char* fragmentId, uint32_t startOffset,
+                         StringBuffer& out, LogBase& log);
+
+    int32_t m_mode = kModeInclusive;
+    bool m_withComments = false;
+    bool m_ebicsMode = false;
+    int32_t m_ebicsElementIndex = 0;
+    int32_t m_ebicsSecondCounter = 0;  // authenticated elements counted by the last EBICS search
+    bool m_duplicateSortingBug = false;
+    ExtPtrArraySb m_inclusivePrefixes;  // exclusive mode: InclusiveNamespaces prefixes
+    bool m_resetOption = false;         // inclusive fragment: only the inherited namespaces used
+    bool m_secondCompatSwitch = true;   // inclusive fragment: inherit ancestors' xml:* attributes
+};
+
+}  // namespace xmldsig
