@@ -93,4 +93,9 @@ const char* ClsXmlDSig::detectedFamily() const {
     return "";
 }
 
+ClsXmlDSig::FamilyFlags ClsXmlDSig::familyFlags() const {
+    return {m_isSiiCl, m_isSunat,   m_isCsioz,       m_emulateSortBug, m_noSortBugRetry,
+            m_isCmaStp, m_isDoda, m_isSkSignedDoc, m_isZatca,        m_isMyInvois};
+}
+
 }  // namespace xmldsig

@@ -60,6 +60,11 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
     // Read-only views for tools and reports (this component's own additions).
     // Short name of the document family detected at load ("" when none).
     const char* detectedFamily() const;
+    struct FamilyFlags {
+        bool siiCl, sunat, csioz, emulateSortBug, noSortBugRetry, cmaStp, doda, skSignedDoc,
+            zatca, myInvois;
+    };
+    FamilyFlags familyFlags() const;
     // The parsed Reference at index of the selected signature; false when there is none.
     bool describeReference(int index, DSigReference& out);
     bool describeSignedInfo(StringBuffer& canonMethod, StringBuffer& prefixList,
