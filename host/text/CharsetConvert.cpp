@@ -56,6 +56,14 @@ std::string declaredEncoding(std::string_view bytes) {
     return std::string(decl.substr(i + 1, close - i - 1));
 }
 
+bool namesWideEncoding(std::string_view name) {
+    for (std::string_view prefix :
+         {"UTF-16", "UTF16", "UTF-32", "UTF32", "UCS-2", "UCS-4", "UCS2", "UCS4"})
+        if (name.size() >= prefix.size() && equalsNoCase(name.substr(0, prefix.size()), prefix))
+            return true;
+    return false;
+}
+
 }  // namespace
 
 bool isValidUtf8(std::string_view s) {
@@ -153,7 +161,10 @@ std::string detectXmlEncoding(std::string_view b, std::size_t& bomLength) {
         return m.encoding;
     }
     const std::string declared = declaredEncoding(b);
-    return declared.empty() ? "UTF-8" : declared;
+    // A declaration we could read byte by byte was not written in two- or four-byte units,
+    // whatever it says (such mislabelled files are met in practice): read it as UTF-8.
+    if (declared.empty() || namesWideEncoding(declared)) return "UTF-8";
+    return declared;
 }
 
 bool convertXmlToUtf8(DataBuffer& db, std::string& error) {

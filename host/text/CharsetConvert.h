@@ -21,9 +21,11 @@ bool charsetIsKnown(const char* name);
 bool convertCharset(std::string_view bytes, const char* fromCharset, const char* toCharset,
                     std::string& out, std::string& error);
 
-// The encoding an XML document is written in: "UTF-8", "UTF-16LE" or "UTF-16BE" from a byte
-// order mark, else the declaration's encoding pseudo-attribute as written, else
-// "UTF-8". bomLength receives the size of the byte-order mark (0 without one).
+// The encoding an XML document is written in: from a byte-order mark (UTF-8, UTF-16LE/BE,
+// UTF-32LE/BE), else from "<?" written in two-byte units, else the declaration's encoding
+// pseudo-attribute as written, else "UTF-8". A declaration naming a UTF-16/32 or UCS encoding
+// that could be read byte by byte gives "UTF-8". bomLength receives the size of the byte-order
+// mark (0 without one).
 std::string detectXmlEncoding(std::string_view bytes, std::size_t& bomLength);
 
 // Re-encodes an XML document held in db to UTF-8, dropping any byte-order mark. The encoding

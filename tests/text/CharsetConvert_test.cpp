@@ -130,6 +130,17 @@ TEST(CharsetConvertDetect, EncodingNames) {
     EXPECT_EQ(detectXmlEncoding("<r/>", bom), "UTF-8");
     EXPECT_EQ(detectXmlEncoding(std::string("\xFF\xFE\x00\x00", 4), bom), "UTF-32LE");
     EXPECT_EQ(bom, 4u);
+    // Mislabelled: the declaration says UTF-16 but was readable byte by byte.
+    EXPECT_EQ(detectXmlEncoding("<?xml version='1.0' encoding='UTF-16'?><r/>", bom), "UTF-8");
+    EXPECT_EQ(bom, 0u);
+}
+
+TEST(CharsetConvertXml, MislabelledUtf16DeclarationStaysUtf8) {
+    const std::string doc = "<?xml version=\"1.0\" encoding=\"utf-16\"?><r>\xC3\xA9</r>";
+    DataBuffer db = bufferOf(doc);
+    std::string error;
+    ASSERT_TRUE(convertXmlToUtf8(db, error)) << error;
+    EXPECT_EQ(asString(db), doc);
 }
 
 TEST(XStringCharset, GetConvertedAndWindows1252Fix) {
