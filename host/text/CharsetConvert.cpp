@@ -174,6 +174,9 @@ bool convertXmlToUtf8(DataBuffer& db, std::string& error) {
     // A two-byte document may still name "UTF-16" in its declaration; the byte order found
     // above is what counts.
     if (isUtf8Name(encoding)) {
+        // Some signers prepend the mark more than once; drop every copy so the text parses.
+        if (bom == 3)
+            while (bom + 3 <= bytes.size() && bytes.substr(bom, 3) == "\xEF\xBB\xBF") bom += 3;
         if (bom > 0) db.bytes().erase(db.bytes().begin(), db.bytes().begin() + bom);
         return true;
     }

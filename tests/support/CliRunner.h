@@ -1,0 +1,20 @@
+// Runs the xmldsig tool as a user would and captures what it prints.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace xmldsig::test {
+
+struct CliResult {
+    int status = -1;  // exit status
+    std::string out;  // standard output
+    std::string err;  // standard error
+};
+
+CliResult runCli(const std::vector<std::string>& args, const std::string& stdinText = "");
+
+// The documents of the corpus manifest whose expected column does not start with prefix.
+std::vector<std::string> corpusDocuments(const std::string& excludeExpectedPrefix);
+
+}  // namespace xmldsig::test
