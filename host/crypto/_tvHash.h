@@ -23,7 +23,7 @@ class _tvHash {
     // does not depend on the source's size. When copyOut is not null it also receives every
     // byte read. progress is accepted for callers that pass a monitor; none is reported.
     // Id 0 reads nothing and succeeds. False, logged, on an unknown id or a read error; out is
-    // then unchanged.
+    // then unchanged, while copyOut keeps the bytes read before the failure.
     static bool hashDataSource(_tvDataSource& source, int hashId, DataBuffer* copyOut,
                                DataBuffer& out, void* progress, LogBase& log);
 
