@@ -50,6 +50,9 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
     bool SetRefDataBd(int index, const ClsBinData& bd);
     bool SetRefDataSb(int index, const ClsStringBuilder& sb, const XString& charset);
 
+    // Reference digests of the selected signature.
+    bool VerifyReferenceDigest(int index);
+
     // Canonicalization on request.
     bool CanonicalizeXml(const XString& xml, const XString& canonVersion, bool withComments,
                          XString& out);
@@ -90,6 +93,19 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
     bool selectedSignatureId(StringBuffer& out, LogBase& log);
     bool selectBySignatureId(const StringBuffer& id, LogBase& log);
     DSigRefExternalData* getExtRef(int index, bool create, LogBase& log);
+
+    // Reference digests: the retrying driver, one attempt, and same-document references.
+    bool verifyReferenceDigest(int index, bool& missingExternalData, ExtPtrArraySb& refDirs,
+                               LogBase& log);
+    bool verifyReferenceDigest2(int index, bool& missingExternalData, ExtPtrArraySb& refDirs,
+                                LogBase& log);
+    bool verifyInternalReference(int index, StringBuffer& uri, DSigReference& reference,
+                                 LogBase& log);
+    // Removes the signature being verified (and the signatures right after it) from the text.
+    bool transformEnvelopedSignature(StringBuffer& xml, StringBuffer& algorithm, StringBuffer& uri,
+                                     DSigReference& reference, LogBase& log);
+    bool removeSignatureAndFollowingSigs(StringBuffer& xml, unsigned start, unsigned length,
+                                         LogBase& log);
 
     bool m_withComments = false;
     bool m_ignoreExternalRefs = false;

@@ -22,6 +22,8 @@ class DSigReference {
     void logReference(LogBase& log) const;
     // Hash id of the digest method; anything unrecognised (an empty method included) is SHA-1.
     int getHashAlg() const;
+    // Removes the elements addressed to the next SOAP or ebXML node (at most 13).
+    static void removeEbXmlFragments(StringBuffer& xml, LogBase& log);
 
     bool m_uriOmitted = true;  // no URI attribute at all (an empty one is not omitted)
     StringBuffer m_uri;

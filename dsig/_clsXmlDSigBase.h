@@ -12,12 +12,35 @@
 
 namespace xmldsig {
 
+class ClsXml;
+class DSigReference;
+class LogBase;
+
 class _clsXmlDSigBase : public ClsBase, public _clsCades {
   public:
     _clsXmlDSigBase() = default;
     ~_clsXmlDSigBase() override = default;
 
   protected:
+    // Canonicalization of a reference's working text, configured for the document family.
+    // transform is the Transform element, or null for a default canonicalization.
+    bool transformCanonicalize(ClsXml* transform, StringBuffer& xml, StringBuffer& algorithm,
+                               StringBuffer& uri, LogBase& log);
+    // The XPath expressions that signers actually write, carried out as text removals.
+    bool transformXPath(ClsXml* transform, StringBuffer& xml, StringBuffer& algorithm,
+                        StringBuffer& xpath, LogBase& log);
+    bool removeXmlChunk(const char* startMarker, const char* endMarker, StringBuffer& xml,
+                        LogBase& log);
+    bool removeXmlChunkContaining(const char* startMarker, const char* endMarker,
+                                  const char* mustContain, StringBuffer& xml, LogBase& log);
+    // Family-specific rewrites of the working text before and after the transforms.
+    bool preprocessXmlToTransform(StringBuffer& uri, DSigReference& reference, StringBuffer& xml,
+                                  LogBase& log);
+    bool postProcessTransformedXml(StringBuffer& uri, DSigReference& reference,
+                                   StringBuffer& xml, LogBase& log);
+    void extract_sii_cl_dte(StringBuffer& xml, const char* id, bool keepCopy, LogBase& log);
+    bool zatcaTransformInvoice(StringBuffer& xml, LogBase& log);
+
     int32_t m_docKindCode = 0;      // 3 for a SUNAT (Peru) UBL document
     bool m_isSiiCl = false;         // Chilean SII electronic tax document
     uint32_t m_siiDteOffset = 0;    // byte offset of m_siiDte in the loaded text
