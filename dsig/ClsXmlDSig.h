@@ -18,6 +18,8 @@ class ClsStringBuilder;
 class ClsXml;
 
 class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
+    friend class TransformTestAccess;
+
   public:
     // Null (never an exception) when construction fails.
     static ClsXmlDSig* createNewCls();

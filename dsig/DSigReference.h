@@ -13,6 +13,8 @@ class ClsXml;
 class LogBase;
 
 class DSigReference {
+    friend class TransformTestAccess;
+
   public:
     DSigReference() = default;
     virtual ~DSigReference() = default;

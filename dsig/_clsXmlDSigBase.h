@@ -17,6 +17,8 @@ class DSigReference;
 class LogBase;
 
 class _clsXmlDSigBase : public ClsBase, public _clsCades {
+    friend class TransformTestAccess;
+
   public:
     _clsXmlDSigBase() = default;
     ~_clsXmlDSigBase() override = default;
