@@ -6,7 +6,9 @@
 #include <string>
 
 #include "host/log/LogNull.h"
+#include "host/xml/detail/ChildElements.h"
 #include "host/xml/detail/TagPath.h"
+#include "host/xml/detail/XmlLocateUtil.h"
 #include "host/xml/detail/XmlSerialize.h"
 
 namespace xmldsig {
@@ -23,12 +25,8 @@ std::string_view trimXmlSpace(std::string_view s) {
     return s;
 }
 
-// The element's own text children (CDATA is already merged into them).
 std::string ownText(const dom::Node& element, bool trim) {
-    std::string own;
-    for (const dom::Node* c = element.firstChild; c; c = c->nextSibling) {
-        if (c->type == dom::NodeType::Text) own += c->value;
-    }
+    std::string own = detail::ownText(element);
     return trim ? std::string(trimXmlSpace(own)) : own;
 }
 
@@ -71,17 +69,12 @@ bool ClsXml::loadXml(const StringBuffer& text, bool trimContent, LogBase& log) {
         log.LogError("Out of memory creating the XML document.");
         return false;
     }
-    const dom::ParseResult r = doc->parse(text.str());
+    const bool ok = detail::parseLogged(text, *doc, log);
     m_doc = doc;
     m_trimContent = trimContent;
     m_i = 0;
-    if (!r) {
+    if (!ok) {
         m_node = m_doc->documentNode();
-        log.LogError("Failed to parse XML.");
-        log.LogDataStr("parseError", r.message.c_str());
-        log.LogDataLong("byteOffset", static_cast<long>(r.byteOffset));
-        log.LogDataLong("line", static_cast<long>(r.line));
-        log.LogDataLong("column", static_cast<long>(r.column));
         return false;
     }
     m_node = m_doc->rootElement();
