@@ -22,15 +22,16 @@ void configure(XmlCanon& canon, const C14nVector& row) {
     for (std::string p; prefixes >> p;) canon.m_inclusivePrefixes.appendString(p.c_str());
 }
 
-// Canonical XML 1.1 differs from 1.0 only in what a subtree inherits: xml:id is not inherited
-// and xml:base is joined rather than copied. The two agree when no ancestor carries either.
-bool ancestorsCarryXmlBaseOrId(const dom::Node& apex) {
+// Canonical XML 1.1 differs from 1.0 only in what a subtree inherits: xml:id is not inherited,
+// and an inherited xml:base is joined with the ones below it rather than copied. The two agree
+// unless an ancestor carries xml:id or xml:base is written at two or more levels of the chain.
+bool xml11InheritanceDiffers(const dom::Node& apex) {
+    int bases = apex.findAttribute("xml:base") != nullptr ? 1 : 0;
     for (const dom::Node* p = apex.parent; p != nullptr && p->isElement(); p = p->parent) {
-        if (p->findAttribute("xml:base") != nullptr || p->findAttribute("xml:id") != nullptr) {
-            return true;
-        }
+        if (p->findAttribute("xml:id") != nullptr) return true;
+        if (p->findAttribute("xml:base") != nullptr) ++bases;
     }
-    return false;
+    return bases >= 2;
 }
 
 class XmlCanonVectors : public ::testing::TestWithParam<C14nVector> {};
@@ -66,7 +67,7 @@ TEST_P(XmlCanonVectors, MatchesExpectedOutput) {
         ASSERT_NE(apex->start, 0u) << "a subtree at offset 0 would read as the whole document";
         startOffset = apex->start;
         if (row.algorithm.find("xml-c14n11") != std::string::npos &&
-            ancestorsCarryXmlBaseOrId(*apex)) {
+            xml11InheritanceDiffers(*apex)) {
             GTEST_SKIP() << "Canonical XML 1.1 xml:base/xml:id inheritance differs from 1.0, "
                             "which is what this canonicalizer renders";
         }
