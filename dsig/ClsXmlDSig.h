@@ -13,6 +13,9 @@
 
 namespace xmldsig {
 
+namespace detail {
+struct RefDigestWork;
+}
 class ClsBinData;
 class ClsStringBuilder;
 class ClsXml;
@@ -66,8 +69,8 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
     // Short name of the document family detected at load ("" when none).
     const char* detectedFamily() const;
     struct FamilyFlags {
-        bool siiCl, sunat, csioz, emulateSortBug, noSortBugRetry, cmaStp, doda, skSignedDoc,
-            zatca, myInvois;
+        bool siiCl, sunat, csioz, emulateSortBug, noSortBugRetry, cmaStp, doda, skSignedDoc, zatca,
+            myInvois;
     };
     FamilyFlags familyFlags() const;
     // The parsed Reference at index of the selected signature; false when there is none.
@@ -123,6 +126,16 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
 
   private:
     ClsXmlDSig();
+    // Steps of verifyInternalReference.
+    bool applyTransforms(StringBuffer& uri, DSigReference& reference, detail::RefDigestWork& w,
+                         LogBase& log);
+    bool applyOneTransform(ClsXml& transform, StringBuffer& uri, DSigReference& reference,
+                           detail::RefDigestWork& w, LogBase& log);
+    bool computeReferenceDigest(int hashAlg, detail::RefDigestWork& w, LogBase& log);
+    bool compareReferenceDigest(StringBuffer& uri, DSigReference& reference,
+                                detail::RefDigestWork& w, LogBase& log);
+    bool zatcaRetry(StringBuffer& uri, DSigReference& reference, detail::RefDigestWork& w,
+                    LogBase& log);
     bool setRefData(const char* opName, int index, const DataBuffer* data, const XString* path);
 };
 

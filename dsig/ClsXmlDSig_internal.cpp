@@ -1,0 +1,173 @@
+// Same-document references: the working text goes through the family rewrites and the
+// reference's transforms, is hashed, and is compared with the stored digest, with the
+// tolerances granted to known families of signing software.
+#include "dsig/ClsXmlDSig.h"
+#include "dsig/detail/RefDigestWork.h"
+#include "host/crypto/_tvHash.h"
+#include "host/log/LogContextExitor.h"
+#include "host/log/RefCountedObjectOwner.h"
+#include "host/text/ContentCoding.h"
+#include "host/xml/ClsXml.h"
+#include "host/xml/XmlIdCheck.h"
+
+namespace xmldsig {
+
+namespace {
+
+const char kEnvelopedUri[] = "http://www.w3.org/2000/09/xmldsig#enveloped-signature";
+const char kXadesNs[] = "http://uri.etsi.org/01903/v1.3.2#";
+const char kDsigNs[] = "http://www.w3.org/2000/09/xmldsig#";
+
+// MyInvois signs its SignedProperties as they stand in the text, with the namespace
+// declarations that their elements would inherit written onto them.
+void myInvoisSignedProperties(const StringBuffer& doc, StringBuffer& out) {
+    out.clear();
+    doc.getDelimited("<xades:SignedProperties ", "</xades:SignedProperties>", true, out);
+    if (!out.containsSubstring(kXadesNs)) {
+        StringBuffer decl(" xmlns:xades=\"");
+        decl.append2(kXadesNs, "\">");
+        out.replaceFirstOccurance(">", decl.getString(), false);
+    }
+    const std::string nsDecl = std::string(" xmlns:ds=\"") + kDsigNs + "\">";
+    const char* const tags[] = {
+        "<ds:DigestValue>",
+        "<ds:X509IssuerName>",
+        "<ds:X509SerialNumber>",
+        "<ds:DigestMethod Algorithm=\"http://www.w3.org/2001/04/xmlenc#sha256\">",
+        "<ds:DigestMethod Algorithm=\"http://www.w3.org/2001/04/xmlenc#sha512\">",
+        "<ds:DigestMethod Algorithm=\"http://www.w3.org/2001/04/xmldsig-more#sha384\">",
+    };
+    for (const char* tag : tags) {
+        std::string replacement(tag);
+        replacement.replace(replacement.size() - 1, 1, nsDecl);
+        out.replaceAllOccurances(tag, replacement.c_str());
+    }
+}
+
+}  // namespace
+
+bool ClsXmlDSig::verifyInternalReference(int index, StringBuffer& uri, DSigReference& reference,
+                                         LogBase& log) {
+    LogContextExitor ctx(log, "verifyInternalReference");
+    (void)index;
+
+    // Wrapping defence: an Id that several elements carry is ambiguous, whatever family rule
+    // would pick one of them later.
+    if (m_xmlDoc != nullptr && !checkIdNotDuplicated(*m_xmlDoc, uri.getString(), log)) {
+        m_refFailReason = 5;
+        return false;
+    }
+
+    detail::RefDigestWork w;
+    if (m_isDoda) {
+        log.LogInfo("Canonicalizing fragment from <doda> to </doda>");
+        const char* first = m_xmlText.findSubstr("<doda>");
+        if (first != nullptr && StringBuffer(first + 6).containsSubstring("<doda>")) {
+            log.LogError("The document holds more than one <doda> element.");
+            return false;
+        }
+        m_xmlText.getDelimited("<doda>", "</doda>", true, w.text);
+    } else {
+        w.text.setString(m_xmlText);
+    }
+    preprocessXmlToTransform(uri, reference, w.text, log);
+
+    const int hashAlg = reference.getHashAlg();
+    if (reference.m_transforms.getSize() == 0) {
+        if (!m_isMyInvois) {
+            StringBuffer algorithm;
+            if (uri.getSize() == 0) {
+                algorithm.setString(kEnvelopedUri);
+                transformEnvelopedSignature(w.text, algorithm, uri, reference, log);
+            }
+            algorithm.append(m_isZatca ? "xml-exc-c14n" : "REC-xml-c14n-20010315");
+            if (!transformCanonicalize(nullptr, w.text, algorithm, uri, log)) {
+                m_refFailReason = 5;
+                return false;
+            }
+        } else {
+            myInvoisSignedProperties(m_xmlText, w.text);
+        }
+    } else if (!applyTransforms(uri, reference, w, log)) {
+        return false;
+    }
+
+    postProcessTransformedXml(uri, reference, w.text, log);
+    if (!computeReferenceDigest(hashAlg, w, log)) return false;
+    return compareReferenceDigest(uri, reference, w, log);
+}
+
+}  // namespace xmldsig
+
+namespace xmldsig {
+
+bool ClsXmlDSig::applyTransforms(StringBuffer& uri, DSigReference& reference,
+                                 detail::RefDigestWork& w, LogBase& log) {
+    ClsXml* transforms = ClsXml::createNewCls();
+    if (transforms == nullptr) return false;
+    RefCountedObjectOwner owner(transforms);
+    if (!transforms->loadXml(reference.m_transforms, true, log)) return false;
+
+    const int n = transforms->numChildrenHavingTagUtf8("*:Transform", log);
+    w.saveMyInvoisDigest = m_isMyInvois && n == 3;
+    if (log.verbose()) log.LogDataLong("numTransforms", n);
+    for (int i = 0; i < n; ++i) {
+        ClsXml* t = transforms->getNthChildWithTagUtf8("*:Transform", i, log);
+        if (t == nullptr) continue;
+        RefCountedObjectOwner tOwner(t);
+        if (!applyOneTransform(*t, uri, reference, w, log)) return false;
+    }
+
+    if (!w.envelopedDone && uri.getSize() == 0) {
+        StringBuffer algorithm(kEnvelopedUri);
+        transformEnvelopedSignature(w.text, algorithm, uri, reference, log);
+    }
+    if (!w.canonicalized) {
+        StringBuffer algorithm("REC-xml-c14n-20010315");
+        if (!transformCanonicalize(nullptr, w.text, algorithm, uri, log)) {
+            m_refFailReason = 5;
+            return false;
+        }
+    }
+    return true;
+}
+
+bool ClsXmlDSig::applyOneTransform(ClsXml& transform, StringBuffer& uri, DSigReference& reference,
+                                   detail::RefDigestWork& w, LogBase& log) {
+    StringBuffer algorithm;
+    transform.getAttrValue("Algorithm", algorithm);
+    log.LogDataSb("transformAlgorithm", algorithm);
+
+    if (algorithm.containsSubstring("REC-xpath") ||
+        algorithm.containsSubstring("2002/06/xmldsig-filter2")) {
+        ClsXml* xpathNode = transform.getChildWithTagUtf8("*:XPath");
+        if (xpathNode == nullptr) {
+            log.LogError("No XPath found in transform.");
+            return false;
+        }
+        RefCountedObjectOwner xpOwner(xpathNode);
+        StringBuffer xpath;
+        xpathNode->getContentSb(xpath);
+        return transformXPath(&transform, w.text, algorithm, xpath, log);
+    }
+    if (algorithm.containsSubstring("enveloped-signature")) {
+        w.envelopedDone = true;
+        return transformEnvelopedSignature(w.text, algorithm, uri, reference, log);
+    }
+    if (algorithm.containsSubstring("xml-c14n") || algorithm.containsSubstring("xml-exc-c14n")) {
+        if (!transformCanonicalize(&transform, w.text, algorithm, uri, log)) {
+            m_refFailReason = 5;
+            return false;
+        }
+        w.canonicalized = true;
+        return true;
+    }
+    if (algorithm.containsSubstring("xmldsig#base64")) {
+        w.base64Pending = true;
+        return true;
+    }
+    log.LogDataSb("unrecognizedTransform", algorithm);
+    return false;
+}
+
+}  // namespace xmldsig
