@@ -56,6 +56,10 @@ bool XmlSigLocate::FindXmlSigById(const StringBuffer& id, const StringBuffer& te
                                   LogBase& log) {
     LogContextExitor ctx(log, "findXmlSigById");
     clearLocations();
+    if (id.isEmpty()) {
+        log.LogError("No Id to search for.");
+        return false;
+    }
     dom::Document doc;
     if (!detail::parseLogged(text, doc, log)) return false;
     const std::vector<const dom::Node*> found = elementsWithId(doc, id.str());

@@ -112,6 +112,7 @@ TEST(XmlSigLocateFailures, AmbiguityAndAbsenceFailWithTheCauseNamed) {
          true, "u", "not a Signature"},
         {"NoSuchDigest", "<r>" + sig("a", "AAAA") + "</r>", false, "BBBB",
          "No Signature has a Reference with this digest value."},
+        {"EmptyId", "<r>" + sig("", "AAAA") + "<x Id=\"\"/></r>", true, "", "No Id to search for."},
         {"EmptyDigest", "<r>" + sig("a", "") + "</r>", false, " \n", "No digest value"},
         {"TwoSignedInfo", twoSignedInfo, true, "s", "more than one SignedInfo child"},
         {"TwoSignatureValues", twoValues, true, "s", "more than one SignatureValue child"},

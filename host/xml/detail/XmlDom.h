@@ -57,7 +57,7 @@ struct Node {
 struct ParseLimits {
     std::size_t maxDepth = 10000;                          // element nesting
     std::size_t maxAttributes = 10000;                     // attributes on one start tag
-    std::size_t maxNodes = 50000000;                       // nodes in the whole document
+    std::size_t maxNodes = 10000000;                       // nodes (about 160 bytes each)
     float maxEntityAmplification = 100.0f;                 // billion-laughs protection
     unsigned long long amplificationThreshold = 4u << 20;  // bytes before the ratio applies
 };
