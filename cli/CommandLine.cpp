@@ -13,6 +13,12 @@ const OptionSpec kOptOption{"--option", true, true, "WORD",
 const OptionSpec kOptSignature{"--signature", true, false, "N",
                                "select signature N (from 0) instead of all"};
 const OptionSpec kOptJson{"--json", false, false, nullptr, "one JSON object per signature"};
+const OptionSpec kOptExtDir{"--ext-dir", true, true, "DIR",
+                            "a directory holding externally referenced files (repeatable)"};
+const OptionSpec kOptRefFile{"--ref-file", true, true, "N=FILE",
+                             "digest FILE for reference N instead of looking it up (repeatable)"};
+const OptionSpec kOptIgnoreExternal{"--ignore-external", false, false, nullptr,
+                                    "do not count external references whose data is missing"};
 
 std::string ParsedArgs::value(const std::string& name, const std::string& fallback) const {
     auto it = values.find(name);

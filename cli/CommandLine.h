@@ -47,5 +47,8 @@ extern const OptionSpec kOptVerbose;
 extern const OptionSpec kOptOption;
 extern const OptionSpec kOptSignature;
 extern const OptionSpec kOptJson;
+extern const OptionSpec kOptExtDir;
+extern const OptionSpec kOptRefFile;
+extern const OptionSpec kOptIgnoreExternal;
 
 }  // namespace xmldsig::cli

@@ -51,6 +51,29 @@ bool Session::selectedIndexes(int count, std::vector<int>& out) const {
     return true;
 }
 
+bool Session::applyReferenceOptions(const std::string& file) {
+    std::string dirs;
+    for (const auto& d : m_args.all("--ext-dir")) dirs += (dirs.empty() ? "" : ";") + d;
+    if (dirs.empty() && file != "-") {
+        auto slash = file.find_last_of('/');
+        dirs = slash == std::string::npos ? "." : file.substr(0, slash == 0 ? 1 : slash);
+    }
+    m_dsig->put_ExternalRefDirs(XString(dirs.c_str()));
+    m_dsig->put_IgnoreExternalRefs(m_args.has("--ignore-external"));
+    for (const auto& spec : m_args.all("--ref-file")) {
+        auto eq = spec.find('=');
+        char* end = nullptr;
+        long index = eq == std::string::npos ? -1 : std::strtol(spec.c_str(), &end, 10);
+        if (eq == std::string::npos || end != spec.c_str() + eq || index < 0 || index > 100) {
+            std::fprintf(stderr, "xmldsig: --ref-file %s: expected N=FILE with N from 0 to 100\n",
+                         spec.c_str());
+            return false;
+        }
+        m_dsig->SetRefDataFile(static_cast<int>(index), XString(spec.substr(eq + 1).c_str()));
+    }
+    return true;
+}
+
 void Session::printLogIfAsked() {
     if (m_args.has("--log")) std::fprintf(stderr, "%s", m_dsig->lastErrorText().c_str());
 }

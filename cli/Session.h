@@ -24,6 +24,9 @@ class Session {
     // false (after printing the problem) when N is out of range.
     bool selectedIndexes(int count, std::vector<int>& out) const;
     void printLogIfAsked();
+    // Applies --ext-dir (default: the document's directory), --ignore-external and --ref-file
+    // to the selected signature; false (after printing the problem) for a malformed --ref-file.
+    bool applyReferenceOptions(const std::string& file);
 
   private:
     const ParsedArgs& m_args;

@@ -11,6 +11,7 @@ namespace {
 
 const Subcommand kSubcommands[] = {
     {&kInfoCommand, runInfo},
+    {&kRefsCommand, runRefs},
     {&kC14nCommand, runC14n},
 };
 
