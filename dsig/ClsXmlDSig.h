@@ -17,6 +17,11 @@ namespace detail {
 struct RefDigestWork;
 }
 class ClsBinData;
+class ClsPublicKey;
+class ClsStringArray;
+class ClsXmlCertVault;
+class XmlCanon;
+class XmlSigLocate;
 class ClsStringBuilder;
 class ClsXml;
 
@@ -55,8 +60,20 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
     bool SetRefDataBd(int index, const ClsBinData& bd);
     bool SetRefDataSb(int index, const ClsStringBuilder& sb, const XString& charset);
 
+    // The selected signature: its SignatureValue under the keys KeyInfo yields (and the
+    // caller's), after every reference digest when asked.
+    bool VerifySignature(bool verifyReferenceDigests);
+
     // Reference digests of the selected signature.
     bool VerifyReferenceDigest(int index);
+
+    // Keys and certificates of the selected signature.
+    ClsPublicKey* GetPublicKey();  // the first key KeyInfo yields (one reference), or null
+    bool SetPublicKey(ClsPublicKey& key);
+    bool SetHmacKey(XString& key, const XString& encoding);
+    bool UseCertVault(ClsXmlCertVault& vault);
+    ClsXml* GetKeyInfo();
+    bool GetCerts(ClsStringArray& out);
 
     // Canonicalization on request.
     bool CanonicalizeXml(const XString& xml, const XString& canonVersion, bool withComments,
@@ -99,6 +116,12 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
     bool selectBySignatureId(const StringBuffer& id, LogBase& log);
     DSigRefExternalData* getExtRef(int index, bool create, LogBase& log);
 
+    // Keys: every candidate of KeyInfo (then the caller's key unless keyInfoOnly).
+    bool getPublicKey(bool keyInfoOnly, ExtPtrArrayRc& keys, LogBase& log);
+    ClsXml* getKeyInfo(LogBase& log);
+    // XAdES signature timestamp of the located signature.
+    bool verifyEncapsulatedTimeStamp(const StringBuffer& sigText, ClsXml& sigXml, LogBase& log);
+
     // Reference digests: the retrying driver, one attempt, and same-document references.
     bool verifyReferenceDigest(int index, bool& missingExternalData, ExtPtrArraySb& refDirs,
                                LogBase& log);
@@ -136,6 +159,18 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
                                 detail::RefDigestWork& w, LogBase& log);
     bool zatcaRetry(StringBuffer& uri, DSigReference& reference, detail::RefDigestWork& w,
                     LogBase& log);
+    // Steps of VerifySignature.
+    int countReferenceFailures(LogBase& log);
+    bool locateSelectedSignature(const StringBuffer& sigId, XmlSigLocate& loc, LogBase& log);
+    bool checkTimestampIfAsked(const XmlSigLocate& loc, LogBase& log);
+    bool configureSignedInfoCanon(XmlCanon& canon, StringBuffer& method, LogBase& log);
+    bool canonicalSignedText(XmlCanon& canon, const XmlSigLocate& loc, StringBuffer& out,
+                             LogBase& log);
+    bool hashToVerify(int hashAlg, const StringBuffer& signedText, DataBuffer& hash, LogBase& log);
+    bool verifyWithKeys(int keyType, int hashAlg, const StringBuffer& sigMethod,
+                        const StringBuffer& signedText, const StringBuffer& sigValueText,
+                        const DataBuffer& sigBytes, const DataBuffer& hash,
+                        const StringBuffer& canonMethod, LogBase& log);
     bool setRefData(const char* opName, int index, const DataBuffer* data, const XString* path);
 };
 

@@ -1,0 +1,251 @@
+// VerifySignature: reference digests, then the SignatureValue over SignedInfo as it stands in
+// the document text (or the family's own signed text), under each candidate key.
+#include "dsig/ClsXmlDSig.h"
+#include "dsig/SignatureMethod.h"
+#include "host/crypto/_tvHash.h"
+#include "host/log/CritSecExitor.h"
+#include "host/log/LogContextExitor.h"
+#include "host/log/RefCountedObjectOwner.h"
+#include "host/text/ContentCoding.h"
+#include "host/xml/ClsXml.h"
+#include "host/xml/XmlCanon.h"
+#include "host/xml/XmlSigLocate.h"
+
+namespace xmldsig {
+
+bool ClsXmlDSig::VerifySignature(bool verifyReferenceDigests) {
+    CritSecExitor lock(this);
+    LogContextExitor ctx(*this, "VerifySignature");
+    m_log.clearLastJsonData();
+    LogBase& log = m_log;
+    log.LogDataSb("uncommonOptions", log.uncommonOptions());
+    checkSetZatca(log);
+    checkSetMyInvois(log);
+    log.LogDataBool("verifyReferenceDigests", verifyReferenceDigests);
+    log.LogDataLong("selector", m_selector);
+
+    if (m_signatures.getSize() == 0) {
+        log.LogError("There are no signatures.");
+        return false;
+    }
+    StringBuffer sigId;
+    selectedSignatureId(sigId, log);
+    log.LogDataSb("SignatureId", sigId);
+    if (get_NumReferences() == 0) {
+        log.LogError("There are no references.");
+        return false;
+    }
+    if (verifyReferenceDigests) {
+        const int failures = countReferenceFailures(log);
+        if (failures > 0) {
+            log.LogDataLong("refFailureCount", failures);
+            logSuccessFailure(false);
+            return false;
+        }
+    }
+
+    XmlSigLocate loc;
+    if (!locateSelectedSignature(sigId, loc, log)) return false;
+    if (!checkTimestampIfAsked(loc, log)) return false;
+    if (loc.m_signedInfoLoc < m_xmlText.getSize() && !m_isZatca) {
+        StringBuffer signedInfo;
+        signedInfo.appendN(m_xmlText.getString() + loc.m_signedInfoLoc, loc.m_signedInfoLen);
+        log.LogBracketed("signedInfo", signedInfo);
+    }
+
+    XmlCanon canon;
+    StringBuffer canonMethod, signedText;
+    if (!configureSignedInfoCanon(canon, canonMethod, log)) return false;
+    if (!canonicalSignedText(canon, loc, signedText, log)) return false;
+    if (log.verbose()) log.LogBracketed("canonicalizedSignedInfo", signedText);
+
+    StringBuffer sigValueText;
+    if (!getSignatureValue(sigValueText, log)) {
+        log.LogError("Unable to find the SignatureValue element.");
+        return false;
+    }
+    DataBuffer sigBytes;
+    if (!ContentCoding::decodeBase64ToDb(sigValueText.getString(), sigValueText.getSize(),
+                                         sigBytes)) {
+        log.LogError("Failed to decode base64 SignatureValue.");
+        return false;
+    }
+    StringBuffer sigMethod;
+    if (!getSignedInfoField("SignatureMethod", "Algorithm", sigMethod, log)) {
+        log.LogError("Unable to location the SignatureMethod algorithm within the SignedInfo.");
+        return false;
+    }
+    log.LogDataSb("SignatureMethod", sigMethod);
+    const int hashAlg = signatureMethodToHashAlg(sigMethod, log);
+    const int keyType = signatureMethodToKeyType(sigMethod, log);
+    if (hashAlg < 0) {
+        log.LogError("Hash algorithm not implemented yet by Tavolin.");
+        return false;
+    }
+    if (keyType < 0) {
+        log.LogError("Key type not implemented yet by Tavolin.");
+        return false;
+    }
+    DataBuffer hash;
+    if (hashAlg != 0 && !hashToVerify(hashAlg, signedText, hash, log)) return false;
+    return verifyWithKeys(keyType, hashAlg, sigMethod, signedText, sigValueText, sigBytes, hash,
+                          canonMethod, log);
+}
+
+int ClsXmlDSig::countReferenceFailures(LogBase& log) {
+    log.LogDataX("externalRefDirs", m_externalRefDirs);
+    ExtPtrArraySb dirs;
+    if (!m_externalRefDirs.isEmpty()) m_externalRefDirs.getUtf8Sb().split(dirs, ';', true, true);
+    log.LogDataLong("numExternalRefDirs", dirs.getSize());
+    int failures = 0;
+    const int n = get_NumReferences();
+    for (int i = 0; i < n; ++i) {
+        bool externalMissing = false;
+        if (verifyReferenceDigest(i, externalMissing, dirs, log)) continue;
+        log.LogError("Failed to verify reference digest");
+        log.LogDataLong("referenceIndex", i);
+        if (!(externalMissing && m_ignoreExternalRefs)) ++failures;
+    }
+    return failures;
+}
+
+bool ClsXmlDSig::locateSelectedSignature(const StringBuffer& sigId, XmlSigLocate& loc,
+                                         LogBase& log) {
+    ClsXml* firstRef = getReference(0, log);
+    if (firstRef == nullptr) {
+        log.LogError("No Reference at index 0");
+        return false;
+    }
+    RefCountedObjectOwner owner(firstRef);
+    DSigReference reference;
+    reference.parseReference(*firstRef, log);
+
+    _tvXmlDtd dtd;
+    if (sigId.getSize() != 0) {
+        if (!loc.FindXmlSigById(sigId, m_xmlText, dtd, log)) {
+            log.LogInfo_n("Unable to find the Signature by Id.", 3);
+            log.LogDataSb("signatureId", sigId);
+            return false;
+        }
+    } else if (!loc.FindXmlSigByRefDigest(reference.m_digestValue, m_xmlText, dtd, log)) {
+        log.LogError("Unable to find the Signature.");
+        return false;
+    }
+    // The text search must land on the very element that was selected in the tree; anything
+    // else means two signatures share an identity and the document is refused.
+    const ClsXml* selected = selectedSignature();
+    if (selected == nullptr || selected->node() == nullptr ||
+        selected->node()->start != loc.m_signatureLoc) {
+        log.LogError("The signature found in the text is not the selected signature.");
+        log.LogDataUint32("foundAt", loc.m_signatureLoc);
+        return false;
+    }
+    return true;
+}
+
+bool ClsXmlDSig::checkTimestampIfAsked(const XmlSigLocate& loc, LogBase& log) {
+    if (!log.uncommonOptions().containsSubstringNoCase("VerifyEncapsulatedTimeStamp")) return true;
+    LogContextExitor ctx(log, "checkEncapsulatedTimeStamp");
+    if (loc.m_signatureLoc >= m_xmlText.getSize()) return true;
+    StringBuffer sigText;
+    sigText.appendN(m_xmlText.getString() + loc.m_signatureLoc, loc.m_signatureLen);
+    if (log.verbose()) log.LogBracketed("signature", sigText);
+    if (!sigText.containsSubstring("EncapsulatedTimeStamp")) return true;
+    ClsXml* xml = ClsXml::createNewCls();
+    if (xml == nullptr) return false;
+    RefCountedObjectOwner owner(xml);
+    if (!xml->loadXml(sigText, true, log)) {
+        log.LogError("Failed to load signature XML.");
+        return false;
+    }
+    if (!verifyEncapsulatedTimeStamp(sigText, *xml, log)) {
+        log.LogError("Verification of encapsulated timestamp failed.");
+        return false;
+    }
+    return true;
+}
+
+bool ClsXmlDSig::configureSignedInfoCanon(XmlCanon& canon, StringBuffer& method, LogBase& log) {
+    StringBuffer prefixList;
+    if (!getCanonicalizationMethod(method, prefixList, log)) {
+        log.LogError("Unable to get SignedInfo CanonicalizationMethod.");
+        return false;
+    }
+    if (prefixList.getSize() != 0) prefixList.split(canon.m_inclusivePrefixes, ' ', true, true);
+    canon.m_mode = 1;
+    if (!method.containsSubstring("xml-c14n")) {
+        if (method.containsSubstring("xml-exc-c14n")) {
+            canon.m_mode = 2;
+        } else {
+            log.LogError("Unrecognized canonicalization method.");
+            log.LogDataSb("canonicalizationMethod", method);
+        }
+    }
+    canon.m_withComments = method.containsSubstringNoCase("WithComments");
+    canon.m_resetOption = false;
+    if (m_isCsioz || m_emulateSortBug) {
+        log.LogInfo("Will duplicate the XML canonicalization attribute sorting bug...");
+        canon.m_duplicateSortingBug = true;
+    }
+    if (m_isSkSignedDoc) canon.m_secondCompatSwitch = false;
+    return true;
+}
+
+bool ClsXmlDSig::canonicalSignedText(XmlCanon& canon, const XmlSigLocate& loc, StringBuffer& out,
+                                     LogBase& log) {
+    const uint32_t signedInfoAt = loc.m_signedInfoLoc;
+    if (m_isSiiCl && m_siiDte.getSize() != 0 && m_siiDteOffset != 0 &&
+        m_siiDteOffset < signedInfoAt) {
+        if (!canon.xmlCanonicalize(m_siiDte, nullptr, signedInfoAt - m_siiDteOffset, out, log)) {
+            log.LogError("Failed to canonicalize sii.cl SignedInfo fragment.");
+            return false;
+        }
+        return true;
+    }
+    if (m_isDoda) {
+        StringBuffer doda;
+        m_xmlText.getDelimited("<doda>", "</doda>", true, doda);
+        const int dodaAt = m_xmlText.indexOf("<doda>");
+        const uint32_t offset = dodaAt < 0 ? signedInfoAt : signedInfoAt - dodaAt;
+        if (!canon.xmlCanonicalize(doda, nullptr, offset, out, log)) {
+            log.LogError("Failed to canonicalize doda SignedInfo fragment.");
+            return false;
+        }
+        return true;
+    }
+    if (m_isZatca) {
+        ClsXml* first = getReference(0, log);
+        if (first == nullptr) {
+            log.LogError("Failed to get first reference for signature verification.");
+            return false;
+        }
+        RefCountedObjectOwner owner(first);
+        if (!first->getChildContentUtf8("*:DigestValue", out, false) || out.getSize() == 0) {
+            log.LogError("Failed to get invoiceHash for signature verification.");
+            return false;
+        }
+        return true;
+    }
+    if (!canon.xmlCanonicalize(m_xmlText, nullptr, signedInfoAt, out, log)) {
+        log.LogError("Failed to canonicalize SignedInfo fragment.");
+        return false;
+    }
+    return true;
+}
+
+bool ClsXmlDSig::hashToVerify(int hashAlg, const StringBuffer& signedText, DataBuffer& hash,
+                              LogBase&) {
+    if (m_isZatca) {
+        // ZATCA signs the hash of the invoice hash.
+        DataBuffer invoiceHash;
+        ContentCoding::decodeBase64ToDb(signedText.getString(), signedText.getSize(), invoiceHash);
+        return _tvHash::doHash(invoiceHash.getData2(), invoiceHash.getSize(), hashAlg, hash);
+    }
+    if (m_isMyInvois) {
+        hash.append(m_myInvoisDigest);
+        return true;
+    }
+    return _tvHash::doHash(signedText.getString(), signedText.getSize(), hashAlg, hash);
+}
+
+}  // namespace xmldsig
