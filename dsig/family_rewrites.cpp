@@ -6,6 +6,7 @@
 
 #include "dsig/DSigReference.h"
 #include "dsig/_clsXmlDSigBase.h"
+#include "dsig/detail/XmlChunks.h"
 #include "host/log/LogBase.h"
 #include "host/log/LogContextExitor.h"
 
@@ -108,8 +109,9 @@ bool _clsXmlDSigBase::zatcaTransformInvoice(StringBuffer& xml, LogBase& log) {
     dropXmlDeclaration(xml);
     flattenInvoiceStartTag(xml);
     xml.removeDelimited("<ext:UBLExtensions>", "</ext:UBLExtensions>", true, true);
-    xml.removeDelimitedIfContains("<cac:AdditionalDocumentReference>",
-                                  "</cac:AdditionalDocumentReference>", "<cbc:ID>QR", true, true);
+    // The host's removeDelimitedIfContains, in one pass (see XmlChunks.h).
+    detail::removeChunkContaining(xml, "<cac:AdditionalDocumentReference>",
+                                  "</cac:AdditionalDocumentReference>", "<cbc:ID>QR");
     xml.removeDelimited("<cac:Signature>", "</cac:Signature>", true, true);
     return true;
 }

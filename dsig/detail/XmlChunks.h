@@ -12,7 +12,8 @@ namespace xmldsig::detail {
 bool removeChunk(StringBuffer& xml, const char* startMarker, const char* endMarker);
 
 // Removes the first span, walking from the start of the text, whose text contains mustContain;
-// false when no span qualifies.
+// false when no span qualifies. Same result as StringBuffer::removeDelimitedIfContains with both
+// markers removed, in linear time however many start markers the text holds.
 bool removeChunkContaining(StringBuffer& xml, const char* startMarker, const char* endMarker,
                            const char* mustContain);
 

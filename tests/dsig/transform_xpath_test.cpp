@@ -2,9 +2,12 @@
 // the failures for everything else.
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <random>
 #include <string>
 
 #include "dsig/TransformTestUtil.h"
+#include "dsig/detail/XmlChunks.h"
 #include "support/DsigTestUtil.h"
 #include "support/TransformTestAccess.h"
 
@@ -251,6 +254,34 @@ TEST(TransformXmlChunk, RemovesTheFirstQualifyingSpan) {
         EXPECT_EQ(removed, row.removed) << row.input;
         EXPECT_EQ(xml.str(), row.expected) << row.input;
     }
+}
+
+// The one-pass removal gives what the host's delimited removal gives, on every arrangement of
+// markers and text.
+TEST(TransformXmlChunk, AgreesWithTheHostDelimitedRemoval) {
+    const char* const pieces[] = {"<a>", "</a>", "QR", "Q", "R", "x"};
+    std::mt19937 rng(20240611);
+    for (int round = 0; round < 20000; ++round) {
+        std::string text;
+        for (int n = static_cast<int>(rng() % 12); n > 0; --n) text += pieces[rng() % 6];
+        StringBuffer ours(text), host(text);
+        const bool removed = detail::removeChunkContaining(ours, "<a>", "</a>", "QR");
+        EXPECT_EQ(removed, host.removeDelimitedIfContains("<a>", "</a>", "QR", true, true)) << text;
+        EXPECT_EQ(ours.str(), host.str()) << text;
+    }
+}
+
+// Many start markers sharing one far end marker, the wanted text just past it: a scan per
+// marker would take hours; the removal answers at once.
+TEST(TransformXmlChunk, ManyStartMarkersStayLinear) {
+    std::string text;
+    for (int i = 0; i < 300000; ++i) text += "<a>";
+    text += "</a>QR";
+    const auto began = std::chrono::steady_clock::now();
+    StringBuffer xml(text);
+    EXPECT_FALSE(detail::removeChunkContaining(xml, "<a>", "</a>", "QR"));
+    EXPECT_EQ(xml.getSize(), text.size());
+    EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(10));
 }
 
 }  // namespace
