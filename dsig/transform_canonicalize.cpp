@@ -19,10 +19,10 @@ bool isEbicsUri(const StringBuffer& uri) {
            uri.containsSubstring("true");
 }
 
-// A bare-name reference drops comments; the two XPointer forms keep them when the node-set is
-// turned into octets by the default canonicalization (an explicit transform says for itself).
-bool xpointerKeepsComments(const StringBuffer& uri) {
-    return uri.equals("xpointer(/)") || (uri.beginsWith("xpointer(id(") && uri.endsWith("))"));
+// Dereferencing an empty or bare-name URI drops the comment nodes, so only the XPointer forms
+// can give a WithComments canonicalization comments to render.
+bool withComments(const StringBuffer& algorithm, const StringBuffer& uri) {
+    return uri.beginsWith("xpointer(") && algorithm.containsSubstringNoCase("WithComments");
 }
 
 // The PrefixList of an exclusive transform's InclusiveNamespaces child, split at blanks.
@@ -73,8 +73,7 @@ bool _clsXmlDSigBase::transformCanonicalize(ClsXml* transform, StringBuffer& xml
 
     XmlCanon canon;
     canon.m_mode = exclusive ? XmlCanon::kModeExclusive : XmlCanon::kModeInclusive;
-    canon.m_withComments = algorithm.containsSubstringNoCase("WithComments") ||
-                           (transform == nullptr && xpointerKeepsComments(uri));
+    canon.m_withComments = withComments(algorithm, uri);
     if (exclusive && transform != nullptr) readInclusivePrefixes(*transform, canon, log);
     if (m_isCsioz || m_emulateSortBug) {
         log.LogInfo("Will duplicate the XML canonicalization attribute sorting bug...");
