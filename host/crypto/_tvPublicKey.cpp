@@ -58,8 +58,9 @@ bool _tvPublicKey::adopt(detail::EvpPkeyPtr key, LogBase& log) {
     return false;
 }
 
-// RSA keys are rebuilt from (n, e) as plain RSA keys: a key restricted to RSASSA-PSS by its
-// certificate still verifies whatever the signature method says, as with any other key.
+// RSA keys are rebuilt from (n, e) as plain RSA keys, so that keys marked for RSASSA-PSS only
+// (id-RSASSA-PSS in a certificate) go through the same code; the document's signature method
+// chooses the padding.
 bool _tvPublicKey::adoptRsa(const EVP_PKEY* key, LogBase& log) {
     detail::BignumPtr n = detail::keyNumber(key, OSSL_PKEY_PARAM_RSA_N);
     detail::BignumPtr e = detail::keyNumber(key, OSSL_PKEY_PARAM_RSA_E);
