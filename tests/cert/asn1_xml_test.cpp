@@ -1,0 +1,416 @@
+// Asn1XmlConverter: the rendering of each ASN.1 type (held against DER that `openssl asn1parse
+// -genconf` encodes), byte-exact round trips of every certificate in the corpus, the generic
+// forms for values without a faithful text form, and hostile DER and XML.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "cert/CertTestUtil.h"
+#include "host/cert/Asn1XmlConverter.h"
+#include "host/cert/TavolinX509.h"
+#include "host/log/LogNull.h"
+#include "host/log/_tvLogger.h"
+#include "host/text/ContentCoding.h"
+#include "host/text/DataBuffer.h"
+#include "host/text/ExtPtrArray.h"
+#include "host/text/StringBuffer.h"
+#include "host/xml/ClsXml.h"
+
+namespace xmldsig {
+namespace {
+
+using testutil::fromHex;
+using testutil::toHex;
+
+DataBuffer bytesOf(const testutil::Bytes& b) {
+    DataBuffer db;
+    db.append(b.data(), b.size());
+    return db;
+}
+
+// Parses xml and converts its root element (or the child at childIndex) back to DER.
+bool xmlTextToDer(const std::string& xml, DataBuffer& der, _tvLogger& log, int childIndex = -1) {
+    ClsXml* doc = ClsXml::createNewCls();
+    if (doc == nullptr) return false;
+    bool ok = doc->loadXml(StringBuffer(xml), false, log);
+    if (ok && childIndex >= 0) ok = doc->getChild2(childIndex);
+    if (ok) ok = Asn1XmlConverter::xmlToDer(*doc, der, log);
+    doc->decRefCount();
+    return ok;
+}
+
+// derToXml under all four flag settings, each converted back: every one must give der again.
+void expectRoundTrip(const DataBuffer& der) {
+    for (int flags = 0; flags < 4; ++flags) {
+        SCOPED_TRACE("flags " + std::to_string(flags));
+        _tvLogger log;
+        StringBuffer xml;
+        ASSERT_TRUE(Asn1XmlConverter::derToXml(der, flags & 1, flags & 2, xml, nullptr, log))
+            << log.renderText();
+        DataBuffer back;
+        ASSERT_TRUE(xmlTextToDer(xml.str(), back, log)) << log.renderText() << xml.str();
+        EXPECT_TRUE(back.equals(der)) << toHex(back) << "\n" << toHex(der);
+    }
+}
+
+// --- rendering of each type ---
+
+TEST(Asn1XmlConverterTypes, RendersOpensslEncodedValues) {
+    const std::string genconf =
+        "asn1=SEQUENCE:seq\n[seq]\n"
+        "i=INTEGER:1\nb=BOOLEAN:TRUE\nn=NULL\no=OID:1.2.840.113549\n"
+        "os=FORMAT:HEX,OCTETSTRING:6869\nbs=FORMAT:HEX,BITSTRING:F0\n"
+        "u=FORMAT:UTF8,UTF8String:\xC3\xA9<&>\np=PRINTABLESTRING:Abc\nia=IA5STRING:a@b\n"
+        "t=UTCTIME:260308220447Z\ng=GENTIME:20260308220447Z\ne=ENUMERATED:3\n"
+        "ex=EXPLICIT:0,INTEGER:5\nim=IMPLICIT:1,FORMAT:HEX,OCTETSTRING:6162\n"
+        "st=SET:set1\nbmp=FORMAT:UTF8,BMPSTRING:A\xC3\xA9\n"
+        "[set1]\nx=INTEGER:-129\n";
+    const std::string expectedXml =
+        "<sequence><int>01</int><bool>true</bool><null/><oid>1.2.840.113549</oid>"
+        "<octets>aGk=</octets><bits unused=\"0\">8A==</bits>"
+        "<utf8String>\xC3\xA9&lt;&amp;&gt;</utf8String><printableString>Abc</printableString>"
+        "<ia5String>a@b</ia5String><utcTime>260308220447Z</utcTime>"
+        "<generalizedTime>20260308220447Z</generalizedTime><enumerated>03</enumerated>"
+        "<contextSpecific tag=\"0\" constructed=\"true\"><int>05</int></contextSpecific>"
+        "<contextSpecific tag=\"1\">YWI=</contextSpecific><set><int>FF7F</int></set>"
+        "<bmpString>A\xC3\xA9</bmpString></sequence>";
+    testutil::CertFactory dir;
+    const std::string conf = dir.path("gen.cnf"), out = dir.path("gen.der");
+    {
+        std::ofstream f(conf, std::ios::binary);
+        f << genconf;
+    }
+    ASSERT_TRUE(testutil::CertFactory::run("openssl asn1parse -genconf " +
+                                           testutil::shellQuote(conf) + " -noout -out " +
+                                           testutil::shellQuote(out)));
+    const DataBuffer opensslDer = testutil::fileBytes(out);
+    ASSERT_FALSE(opensslDer.isEmpty());
+
+    _tvLogger log;
+    StringBuffer xml;
+    ASSERT_TRUE(Asn1XmlConverter::derToXml(opensslDer, false, false, xml, nullptr, log));
+    EXPECT_EQ(xml.str(), expectedXml);
+    DataBuffer ours;
+    ASSERT_TRUE(xmlTextToDer(expectedXml, ours, log)) << log.renderText();
+    EXPECT_EQ(toHex(ours), toHex(opensslDer));
+}
+
+// Values that have no faithful form of their type, and BER leftovers, go out generically and
+// still come back byte for byte.
+TEST(Asn1XmlConverterTypes, GenericFormsRoundTrip) {
+    const struct {
+        const char* name;
+        const char* hex;
+        const char* xml;
+    } rows[] = {
+        {"boolean 01", "010101", "<universal tag=\"1\">AQ==</universal>"},
+        {"padded OID digit", "06032a8001", "<universal tag=\"6\">KoAB</universal>"},
+        {"OID 2.999.3", "0603883703", "<oid>2.999.3</oid>"},
+        {"non-minimal length", "0481026869", "<octets lengthOctets=\"8102\">aGk=</octets>"},
+        {"padded length", "048200026869", "<octets lengthOctets=\"820002\">aGk=</octets>"},
+        {"constructed octets", "240404026869",
+         "<universal tag=\"4\" constructed=\"true\"><octets>aGk=</octets></universal>"},
+        {"high tag number", "9f640107", "<contextSpecific tag=\"100\">Bw==</contextSpecific>"},
+        {"application", "6103020101",
+         "<application tag=\"1\" constructed=\"true\"><int>01</int></application>"},
+        {"private", "c000", "<private tag=\"0\"/>"},
+        {"universal tag 31", "1f1f00", "<universal tag=\"31\"/>"},
+        {"universal string", "1c040001f600", "<universalString>\xF0\x9F\x98\x80</universalString>"},
+        {"odd bmp string", "1e03004100", "<universal tag=\"30\">AEEA</universal>"},
+        {"latin-1 t61", "1401e9", "<universal tag=\"20\">6Q==</universal>"},
+        {"carriage return", "0c03610d62", "<utf8String>a&#13;b</utf8String>"},
+        {"nul in text", "0c03610062", "<universal tag=\"12\">YQBi</universal>"},
+        {"empty sequence", "3000", "<sequence></sequence>"},
+        {"empty bits", "030100", "<bits unused=\"0\"/>"},
+        {"empty integer", "0200", "<universal tag=\"2\"/>"},
+        {"null with content", "050100", "<universal tag=\"5\">AA==</universal>"},
+        {"primitive sequence", "1000", "<universal tag=\"16\"/>"},
+        {"leading-zero integer", "02030000ff", "<int>0000FF</int>"},
+        {"blank-edged text", "0c0420612020", "<utf8String> a  </utf8String>"},
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.name);
+        const DataBuffer der = bytesOf(fromHex(r.hex));
+        _tvLogger log;
+        StringBuffer xml;
+        ASSERT_TRUE(Asn1XmlConverter::derToXml(der, false, false, xml, nullptr, log))
+            << log.renderText();
+        EXPECT_EQ(xml.str(), r.xml);
+        expectRoundTrip(der);
+    }
+}
+
+// --- the corpus ---
+
+// The DER of every certificate a corpus file holds: a certificate file, or the X509Certificate
+// and BinarySecurityToken contents of a signed document.
+std::vector<DataBuffer> certificatesIn(const std::string& path) {
+    std::vector<DataBuffer> out;
+    LogNull quiet;
+    const std::string text = testutil::readFileText(path);
+    if (path.size() < 4 || path.compare(path.size() - 4, 4, ".xml") != 0) {
+        TavolinX509 cert;
+        DataBuffer der;
+        if (cert.loadX509Any(testutil::fileBytes(path), quiet)) cert.getCertDer(der);
+        if (!der.isEmpty()) out.push_back(der);
+        return out;
+    }
+    for (const char* tag : {"X509Certificate", "BinarySecurityToken"}) {
+        for (std::size_t pos = text.find(tag); pos != std::string::npos;
+             pos = text.find(tag, pos + 1)) {
+            const std::size_t open = text.find('>', pos);
+            const std::size_t close = open == std::string::npos ? open : text.find('<', open);
+            if (close == std::string::npos || text[pos - 1] == '/') continue;
+            std::string b64 = text.substr(open + 1, close - open - 1);
+            for (const char* entity : {"&#13;", "&#xD;"})
+                for (std::size_t e; (e = b64.find(entity)) != std::string::npos;)
+                    b64.erase(e, std::strlen(entity));
+            DataBuffer der;
+            TavolinX509 cert;
+            if (ContentCoding::decodeBase64ToDb(b64.data(), b64.size(), der) &&
+                cert.loadX509Der(der, quiet))
+                out.push_back(der);
+        }
+    }
+    return out;
+}
+
+std::vector<std::string> corpusSources() {
+    std::vector<std::string> sources = testutil::corpusCertFiles();
+    std::error_code ec;
+    for (auto it = std::filesystem::recursive_directory_iterator(XMLDSIG_CORPUS_DIR, ec);
+         !ec && it != std::filesystem::recursive_directory_iterator(); it.increment(ec)) {
+        if (it->path().extension() != ".xml") continue;
+        const std::string text = testutil::readFileText(it->path().string());
+        if (text.find("X509Certificate") != std::string::npos ||
+            text.find("BinarySecurityToken") != std::string::npos)
+            sources.push_back(it->path().string());
+    }
+    std::sort(sources.begin(), sources.end());
+    return sources;
+}
+
+class Asn1XmlConverterCorpus : public ::testing::TestWithParam<std::string> {};
+
+TEST_P(Asn1XmlConverterCorpus, CertificatesRoundTripByteForByte) {
+    for (const DataBuffer& der : certificatesIn(GetParam())) {
+        expectRoundTrip(der);
+        // A certificate is a SEQUENCE of the signed part, the algorithm and the signature bits.
+        _tvLogger log;
+        StringBuffer xml;
+        ExtPtrArray parts;
+        ASSERT_TRUE(Asn1XmlConverter::derToXml(der, false, false, xml, &parts, log));
+        EXPECT_EQ(xml.str().rfind("<sequence><sequence>", 0), 0u);
+        EXPECT_NE(xml.str().find("</sequence><bits unused=\"0\">"), std::string::npos);
+        ASSERT_EQ(parts.getSize(), 3);
+        DataBuffer joined;
+        for (int i = 0; i < 3; ++i) joined.append(*static_cast<DataBuffer*>(parts.elementAt(i)));
+        EXPECT_EQ(joined.getSize() + 4, der.getSize());  // header of a certificate-sized SEQUENCE
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, Asn1XmlConverterCorpus, ::testing::ValuesIn(corpusSources()),
+                         [](const ::testing::TestParamInfo<std::string>& info) {
+                             return testutil::testNameFor(info.param);
+                         });
+
+TEST(Asn1XmlConverterCorpus, FindsManyCertificates) {
+    std::size_t total = 0;
+    for (const std::string& s : corpusSources()) total += certificatesIn(s).size();
+    EXPECT_GT(total, 200u);
+}
+
+// What a WS-Security X509PKIPathv1 token needs: the last element of a SEQUENCE OF certificates
+// converted back on its own is that certificate's exact DER.
+TEST(Asn1XmlConverterPkiPath, LastChildIsTheLastCertificate) {
+    const std::string keys = std::string(XMLDSIG_CORPUS_DIR) + "/xmlsec/keys/";
+    std::vector<DataBuffer> certs;
+    for (const char* f : {"cacert.der", "ca2cert.der", "rsa/rsa-2048-cert.der"})
+        certs.push_back(testutil::fileBytes(keys + f));
+    std::string content;
+    for (const DataBuffer& c : certs)
+        content.append(reinterpret_cast<const char*>(c.getData2()), c.getSize());
+    DataBuffer path;
+    path.appendStr(std::string("\x30\x82", 2));
+    path.appendStr(std::string(1, static_cast<char>(content.size() >> 8)));
+    path.appendStr(std::string(1, static_cast<char>(content.size() & 0xFF)));
+    path.appendStr(content);
+
+    _tvLogger log;
+    StringBuffer xml;
+    ASSERT_TRUE(Asn1XmlConverter::derToXml(path, false, true, xml, nullptr, log));
+    for (int i = 0; i < 3; ++i) {
+        DataBuffer one;
+        ASSERT_TRUE(xmlTextToDer(xml.str(), one, log, i)) << log.renderText();
+        EXPECT_TRUE(one.equals(certs[static_cast<std::size_t>(i)])) << i;
+    }
+}
+
+// --- hostile DER ---
+
+std::string nested(std::size_t depth) {
+    std::string der = std::string("\x05\x00", 2);
+    for (std::size_t i = 0; i < depth; ++i) {
+        std::string header = "\x30";
+        const std::size_t n = der.size();
+        if (n < 0x80) {
+            header.push_back(static_cast<char>(n));
+        } else if (n < 0x100) {
+            header += "\x81";
+            header.push_back(static_cast<char>(n));
+        } else if (n < 0x10000) {
+            header += "\x82";
+            header.push_back(static_cast<char>(n >> 8));
+            header.push_back(static_cast<char>(n & 0xFF));
+        } else {
+            header += "\x83";
+            header.push_back(static_cast<char>(n >> 16));
+            header.push_back(static_cast<char>((n >> 8) & 0xFF));
+            header.push_back(static_cast<char>(n & 0xFF));
+        }
+        der = header + der;
+    }
+    return der;
+}
+
+TEST(Asn1XmlConverterHostile, MalformedDerFailsWithTheReason) {
+    const struct {
+        const char* name;
+        std::string der;
+        const char* reason;
+    } rows[] = {
+        {"empty", "", "No DER to convert."},
+        {"lone tag", "\x30", "truncated: no length octet"},
+        {"short content", std::string("\x30\x05\x02\x01", 4), "length runs past the end"},
+        {"indefinite length", std::string("\x30\x80\x05\x00\x00\x00", 6), "indefinite length"},
+        {"huge length", "\x30\x84\x7f\xff\xff\xff", "length runs past the end"},
+        {"length field too large", std::string("\x30\x85\x01\x00\x00\x00\x00", 7),
+         "length field too large"},
+        {"reserved length", "\x30\xff", "reserved length octet"},
+        {"trailing bytes", std::string("\x05\x00\x05\x00", 4), "bytes after the outermost value"},
+        {"child overruns parent", std::string("\x30\x03\x04\x05\x00\x00\x00\x00\x00", 9),
+         "length runs past the end of the enclosing value"},
+        {"padded high tag", std::string("\x9f\x80\x01\x00", 4), "leading zero digit"},
+        {"tag number too large", std::string("\x9f\xff\xff\xff\xff\x7f\x00", 7),
+         "tag number too large"},
+        {"truncated length octets", "\x30\x82\x01", "truncated inside the length octets"},
+        {"129 levels", nested(129), "nesting deeper than 128 levels"},
+        {"10 000 levels", nested(10000), "nesting deeper than 128 levels"},
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.name);
+        _tvLogger log;
+        DataBuffer der;
+        der.appendStr(r.der);
+        StringBuffer xml("stale");
+        EXPECT_FALSE(Asn1XmlConverter::derToXml(der, true, true, xml, nullptr, log));
+        EXPECT_TRUE(xml.isEmpty());
+        EXPECT_NE(log.renderText().find(r.reason), std::string::npos) << log.renderText();
+    }
+    DataBuffer deepest;
+    deepest.appendStr(nested(128));
+    expectRoundTrip(deepest);
+}
+
+TEST(Asn1XmlConverterHostile, EveryTruncationOfACertificateFails) {
+    const DataBuffer cert =
+        testutil::fileBytes(std::string(XMLDSIG_CORPUS_DIR) + "/xmlsec/keys/cacert.der");
+    ASSERT_GT(cert.getSize(), 100u);
+    for (unsigned n = 1; n < cert.getSize(); ++n) {
+        _tvLogger log;
+        DataBuffer prefix;
+        prefix.append(cert.getData2(), n);
+        StringBuffer xml;
+        ASSERT_FALSE(Asn1XmlConverter::derToXml(prefix, false, false, xml, nullptr, log)) << n;
+        ASSERT_TRUE(log.hasErrorContaining("Malformed DER.")) << n;
+    }
+}
+
+// Damaged certificates either fail with a reason or survive the round trip intact.
+TEST(Asn1XmlConverterHostile, MutatedDerFailsOrRoundTrips) {
+    const DataBuffer cert =
+        testutil::fileBytes(std::string(XMLDSIG_CORPUS_DIR) + "/xmlsec/keys/ca2cert.der");
+    std::mt19937 rng(20240601);
+    int accepted = 0, rejected = 0;
+    for (int i = 0; i < 3000; ++i) {
+        DataBuffer der(cert);
+        const int edits = 1 + static_cast<int>(rng() % 4);
+        for (int e = 0; e < edits; ++e)
+            der.bytes()[rng() % der.getSize()] = static_cast<unsigned char>(rng() & 0xFF);
+        _tvLogger log;
+        StringBuffer xml;
+        if (!Asn1XmlConverter::derToXml(der, false, false, xml, nullptr, log)) {
+            ASSERT_TRUE(log.hasErrorContaining("Malformed DER."));
+            ++rejected;
+            continue;
+        }
+        ++accepted;
+        DataBuffer back;
+        ASSERT_TRUE(xmlTextToDer(xml.str(), back, log)) << log.renderText();
+        ASSERT_TRUE(back.equals(der)) << "mutation " << i;
+    }
+    EXPECT_GT(accepted, 100);  // both paths were exercised
+    EXPECT_GT(rejected, 100);
+}
+
+// --- hostile XML ---
+
+TEST(Asn1XmlConverterHostile, BadXmlFailsWithTheReason) {
+    const struct {
+        const char* xml;
+        const char* reason;
+    } rows[] = {
+        {"<foo/>", "unknown ASN.1 element name"},
+        {"<int>XYZ</int>", "integer must be non-empty hex"},
+        {"<int/>", "integer must be non-empty hex"},
+        {"<oid>1</oid>", "fewer than two arcs"},
+        {"<oid>3.1</oid>", "bad first OID arcs"},
+        {"<oid>1.40.1</oid>", "bad first OID arcs"},
+        {"<oid>1.2.a</oid>", "bad OID arc"},
+        {"<oid>1.2.99999999999999999999999</oid>", "bad OID arc"},
+        {"<oid>1..2</oid>", "bad OID arc"},
+        {"<bool>yes</bool>", "BOOLEAN must be true or false"},
+        {"<bits unused=\"9\">AA==</bits>", "bad unused attribute"},
+        {"<bits unused=\"3\"></bits>", "unused bits in an empty BIT STRING"},
+        {"<contextSpecific>AA==</contextSpecific>", "missing or bad tag attribute"},
+        {"<contextSpecific tag=\"-1\"/>", "missing or bad tag attribute"},
+        {"<application tag=\"99999999999\"/>", "missing or bad tag attribute"},
+        {"<sequence>text<int>01</int></sequence>", "text inside a constructed value"},
+        {"<octets><int>01</int></octets>", "element inside a primitive value"},
+        {"<octets>!!!</octets>", "content is not base64"},
+        {"<octets lengthOctets=\"8103\">aGk=</octets>", "lengthOctets does not match"},
+        {"<octets lengthOctets=\"zz\">aGk=</octets>", "bad lengthOctets attribute"},
+        {"<null>x</null>", "NULL with content"},
+        {"<bmpString>\xF0\x9F\x98\x80</bmpString>", "outside the Basic Multilingual Plane"},
+        {"<sequence><int>01</int><mystery/></sequence>", "unknown ASN.1 element name"},
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.xml);
+        _tvLogger log;
+        DataBuffer der;
+        EXPECT_FALSE(xmlTextToDer(r.xml, der, log));
+        EXPECT_TRUE(der.isEmpty());
+        EXPECT_NE(log.renderText().find(r.reason), std::string::npos) << log.renderText();
+    }
+}
+
+TEST(Asn1XmlConverterHostile, DeepXmlIsEncodedWithoutRecursion) {
+    const std::size_t depth = 5000;
+    std::string xml;
+    for (std::size_t i = 0; i < depth; ++i) xml += "<sequence>";
+    xml += "<null/>";
+    for (std::size_t i = 0; i < depth; ++i) xml += "</sequence>";
+    _tvLogger log;
+    DataBuffer der;
+    ASSERT_TRUE(xmlTextToDer(xml, der, log)) << log.renderText();
+    EXPECT_EQ(toHex(der), toHex(bytesOf(testutil::fromText(nested(depth)))));
+    StringBuffer back;
+    EXPECT_FALSE(Asn1XmlConverter::derToXml(der, false, false, back, nullptr, log));
+    EXPECT_TRUE(log.hasErrorContaining("Malformed DER."));
+}
+
+}  // namespace
+}  // namespace xmldsig
