@@ -23,6 +23,8 @@ ClsXmlDSig::ClsXmlDSig() {
 
 ClsXmlDSig::~ClsXmlDSig() {
     CritSecExitor lock(this);
+    m_loadedText = nullptr;
+    m_loadedTree = nullptr;
     if (m_xmlDoc != nullptr) {
         m_xmlDoc->decRefCount();
         m_xmlDoc = nullptr;
@@ -94,8 +96,8 @@ const char* ClsXmlDSig::detectedFamily() const {
 }
 
 ClsXmlDSig::FamilyFlags ClsXmlDSig::familyFlags() const {
-    return {m_isSiiCl, m_isSunat,   m_isCsioz,       m_emulateSortBug, m_noSortBugRetry,
-            m_isCmaStp, m_isDoda, m_isSkSignedDoc, m_isZatca,        m_isMyInvois};
+    return {m_isSiiCl,  m_isSunat, m_isCsioz,       m_emulateSortBug, m_noSortBugRetry,
+            m_isCmaStp, m_isDoda,  m_isSkSignedDoc, m_isZatca,        m_isMyInvois};
 }
 
 }  // namespace xmldsig

@@ -16,6 +16,9 @@ namespace xmldsig {
 namespace detail {
 struct RefDigestWork;
 }
+namespace dom {
+class Document;
+}
 class ClsBinData;
 class ClsPublicKey;
 class ClsStringArray;
@@ -134,6 +137,9 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
                                      DSigReference& reference, LogBase& log);
     bool removeSignatureAndFollowingSigs(StringBuffer& xml, unsigned start, unsigned length,
                                          LogBase& log);
+    // The same with the text's tree when one is at hand (null: parse the text).
+    bool removeSignatureSpan(StringBuffer& xml, const dom::Document* parsed, unsigned start,
+                             unsigned length, LogBase& log);
 
     bool m_withComments = false;
     bool m_ignoreExternalRefs = false;

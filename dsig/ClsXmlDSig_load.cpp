@@ -67,6 +67,8 @@ bool ClsXmlDSig::loadSignature(const XString& xml, LogBase& log) {
 
 bool ClsXmlDSig::loadUtf8Text(StringBuffer& utf8, LogBase& log) {
     m_selector = 0;
+    m_loadedText = nullptr;
+    m_loadedTree = nullptr;
     if (m_xmlDoc != nullptr) {
         m_xmlDoc->decRefCount();
         m_xmlDoc = nullptr;
@@ -78,6 +80,8 @@ bool ClsXmlDSig::loadUtf8Text(StringBuffer& utf8, LogBase& log) {
     m_xmlDoc = ClsXml::createNewCls();
     if (m_xmlDoc == nullptr) return false;
     if (!m_xmlDoc->loadXml(m_xmlText, false, log)) return false;
+    m_loadedText = &m_xmlText;
+    m_loadedTree = m_xmlDoc->document().get();
     // The search result is not checked: a document without signatures still loads.
     m_xmlDoc->findSignatures(m_signatures, log);
     return true;

@@ -121,6 +121,7 @@ bool ClsXmlDSig::locateSelectedSignature(const StringBuffer& sigId, XmlSigLocate
     reference.parseReference(*firstRef, log);
 
     _tvXmlDtd dtd;
+    loc.useParsedDocument(treeIfUnchanged(m_xmlText));
     if (sigId.getSize() != 0) {
         if (!loc.FindXmlSigById(sigId, m_xmlText, dtd, log)) {
             log.LogInfo_n("Unable to find the Signature by Id.", 3);
@@ -226,6 +227,7 @@ bool ClsXmlDSig::canonicalSignedText(XmlCanon& canon, const XmlSigLocate& loc, S
         }
         return true;
     }
+    canon.useParsedDocument(treeIfUnchanged(m_xmlText));
     if (!canon.xmlCanonicalize(m_xmlText, nullptr, signedInfoAt, out, log)) {
         log.LogError("Failed to canonicalize SignedInfo fragment.");
         return false;

@@ -14,6 +14,9 @@ namespace xmldsig {
 
 class ClsXml;
 class DSigReference;
+namespace dom {
+class Document;
+}
 class LogBase;
 
 class _clsXmlDSigBase : public ClsBase, public _clsCades {
@@ -38,10 +41,20 @@ class _clsXmlDSigBase : public ClsBase, public _clsCades {
     // Family-specific rewrites of the working text before and after the transforms.
     bool preprocessXmlToTransform(StringBuffer& uri, DSigReference& reference, StringBuffer& xml,
                                   LogBase& log);
-    bool postProcessTransformedXml(StringBuffer& uri, DSigReference& reference,
-                                   StringBuffer& xml, LogBase& log);
+    bool postProcessTransformedXml(StringBuffer& uri, DSigReference& reference, StringBuffer& xml,
+                                   LogBase& log);
     void extract_sii_cl_dte(StringBuffer& xml, const char* id, bool keepCopy, LogBase& log);
     bool zatcaTransformInvoice(StringBuffer& xml, LogBase& log);
+
+    // The loaded document's tree, when text is still exactly the loaded text: steps that would
+    // parse the text again use it instead. Null otherwise.
+    const dom::Document* treeIfUnchanged(const StringBuffer& text) const {
+        return m_loadedTree != nullptr && m_loadedText != nullptr && text.equals(*m_loadedText)
+                   ? m_loadedTree
+                   : nullptr;
+    }
+    const StringBuffer* m_loadedText = nullptr;  // set by a successful load
+    const dom::Document* m_loadedTree = nullptr;
 
     int32_t m_docKindCode = 0;      // 3 for a SUNAT (Peru) UBL document
     bool m_isSiiCl = false;         // Chilean SII electronic tax document

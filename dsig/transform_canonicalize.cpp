@@ -7,6 +7,7 @@
 #include "host/log/RefCountedObjectOwner.h"
 #include "host/xml/ClsXml.h"
 #include "host/xml/XmlCanon.h"
+#include "host/xml/detail/XmlDom.h"
 
 namespace xmldsig {
 
@@ -38,10 +39,16 @@ void readInclusivePrefixes(ClsXml& transform, XmlCanon& canon, LogBase& log) {
 
 // The canonical forms of the authenticated elements, in document order, concatenated. The
 // first one must exist; the walk stops at the first index that has none (at most 100).
-bool canonicalizeEbics(XmlCanon& canon, StringBuffer& xml, const StringBuffer& uri, LogBase& log) {
+bool canonicalizeEbics(XmlCanon& canon, StringBuffer& xml, const StringBuffer& uri,
+                       const dom::Document* tree, LogBase& log) {
     constexpr int kMaxAuthenticated = 100;
     log.LogInfo("Canonicalizing for EBICS...");
     canon.m_ebicsMode = true;
+    // Every authenticated element comes from the same text: parse it once for all of them (a
+    // text that does not parse is left to the first call, which logs why).
+    dom::Document local;
+    if (tree == nullptr && local.parse(xml.str()).ok) tree = &local;
+    canon.useParsedDocument(tree);
     StringBuffer out;
     for (int index = 0; index < kMaxAuthenticated; ++index) {
         canon.m_ebicsElementIndex = index;
@@ -80,9 +87,10 @@ bool _clsXmlDSigBase::transformCanonicalize(ClsXml* transform, StringBuffer& xml
         canon.m_duplicateSortingBug = true;
     }
 
-    if (isEbicsUri(uri)) return canonicalizeEbics(canon, xml, uri, log);
+    if (isEbicsUri(uri)) return canonicalizeEbics(canon, xml, uri, treeIfUnchanged(xml), log);
 
     if (m_isCmaStp && uri.isEmpty()) cutToDocumentElement(xml);
+    canon.useParsedDocument(treeIfUnchanged(xml));
     StringBuffer out;
     if (!canon.xmlCanonicalize(xml, uri.getString(), 0, out, log)) {
         log.LogError("Failed to canonicalize XML fragment.");

@@ -40,11 +40,14 @@ bool isAdjacentSignature(const dom::Node* next, uint32_t spanEnd) {
 // The end of the span that starts with the located signature and takes in the adjacent
 // signatures after it; the located span itself when the text does not parse or the tree does
 // not agree with the locator.
-uint32_t extendOverFollowingSignatures(const StringBuffer& xml, uint32_t start, uint32_t end,
-                                       LogBase& log) {
-    dom::Document doc;
-    if (!doc.parse(xml.str()).ok) return end;
-    const dom::Node* sig = doc.elementStartingAt(start);
+uint32_t extendOverFollowingSignatures(const StringBuffer& xml, const dom::Document* parsed,
+                                       uint32_t start, uint32_t end, LogBase& log) {
+    dom::Document local;
+    if (parsed == nullptr) {
+        if (!local.parse(xml.str()).ok) return end;
+        parsed = &local;
+    }
+    const dom::Node* sig = parsed->elementStartingAt(start);
     if (sig == nullptr || sig->end != end) {
         log.LogInfo("The located signature is not an element of the working text.");
         return end;
@@ -71,7 +74,10 @@ bool ClsXmlDSig::transformEnvelopedSignature(StringBuffer& xml, StringBuffer& /*
     // Under ZATCA rules the XPath transforms have already taken the signature block out.
     if (m_isZatca && sigId.equals("signature")) return true;
 
+    // The working text is often still the loaded document: its tree is then reused, not rebuilt.
+    const dom::Document* parsed = treeIfUnchanged(xml);
     XmlSigLocate locate;
+    locate.useParsedDocument(parsed);
     _tvXmlDtd dtd;
     if (!sigId.isEmpty()) {
         if (log.verbose()) log.LogDataSb("removeSignatureWithId", sigId);
@@ -87,11 +93,16 @@ bool ClsXmlDSig::transformEnvelopedSignature(StringBuffer& xml, StringBuffer& /*
             return true;
         }
     }
-    return removeSignatureAndFollowingSigs(xml, locate.m_signatureLoc, locate.m_signatureLen, log);
+    return removeSignatureSpan(xml, parsed, locate.m_signatureLoc, locate.m_signatureLen, log);
 }
 
 bool ClsXmlDSig::removeSignatureAndFollowingSigs(StringBuffer& xml, unsigned start, unsigned length,
                                                  LogBase& log) {
+    return removeSignatureSpan(xml, nullptr, start, length, log);
+}
+
+bool ClsXmlDSig::removeSignatureSpan(StringBuffer& xml, const dom::Document* parsed, unsigned start,
+                                     unsigned length, LogBase& log) {
     LogContextExitor ctx(log, "removeSignatureAndFollowingSigs");
     if (start >= xml.getSize() || length > xml.getSize() - start) {
         log.LogError("The signature span lies outside the text.");
@@ -99,7 +110,7 @@ bool ClsXmlDSig::removeSignatureAndFollowingSigs(StringBuffer& xml, unsigned sta
         log.LogDataUint32("length", length);
         return true;
     }
-    const uint32_t end = extendOverFollowingSignatures(xml, start, start + length, log);
+    const uint32_t end = extendOverFollowingSignatures(xml, parsed, start, start + length, log);
     xml.removeChunk(start, end - start);
     return true;
 }

@@ -65,8 +65,10 @@ bool XmlCanon::xmlCanonicalize(const StringBuffer& input, const char* fragmentId
                                uint32_t startOffset, StringBuffer& out, LogBase& log) {
     LogContextExitor ctx(log, "xmlCanonicalize");
     try {
-        dom::Document doc;
-        const dom::ParseResult parsed = doc.parse(input.str());
+        dom::Document local;
+        const dom::ParseResult parsed =
+            m_parsed != nullptr ? dom::ParseResult{true, 0, 0, 0, {}} : local.parse(input.str());
+        const dom::Document& doc = m_parsed != nullptr ? *m_parsed : local;
         if (!parsed.ok) {
             log.LogError("Failed to parse the XML to be canonicalized.");
             log.LogDataStr("parseError", parsed.message.c_str());

@@ -11,6 +11,10 @@
 
 namespace xmldsig {
 
+namespace dom {
+class Document;
+}
+
 class XmlCanon {
   public:
     static constexpr int32_t kModeInclusive = 1;  // Canonical XML 1.0
@@ -31,6 +35,10 @@ class XmlCanon {
     bool xmlCanonicalize(const StringBuffer& input, const char* fragmentId, uint32_t startOffset,
                          StringBuffer& out, LogBase& log);
 
+    // A tree already parsed from exactly the input the next calls are given, so that they need
+    // not parse it again (null: parse the input). The caller keeps it alive.
+    void useParsedDocument(const dom::Document* doc) { m_parsed = doc; }
+
     int32_t m_mode = kModeInclusive;
     bool m_withComments = false;
     bool m_ebicsMode = false;
@@ -39,7 +47,11 @@ class XmlCanon {
     bool m_duplicateSortingBug = false;
     ExtPtrArraySb m_inclusivePrefixes;  // exclusive mode: InclusiveNamespaces prefixes
     bool m_resetOption = false;         // inclusive fragment: only the inherited namespaces used
-    bool m_secondCompatSwitch = true;   // inclusive fragment: inherit ancestors' xml:* attributes
+    bool m_secondCompatSwitch = true;
+
+  private:
+    const dom::Document* m_parsed =
+        nullptr;  // inclusive fragment: inherit ancestors' xml:* attributes
 };
 
 }  // namespace xmldsig

@@ -60,9 +60,10 @@ bool XmlSigLocate::FindXmlSigById(const StringBuffer& id, const StringBuffer& te
         log.LogError("No Id to search for.");
         return false;
     }
-    dom::Document doc;
-    if (!detail::parseLogged(text, doc, log)) return false;
-    const std::vector<const dom::Node*> found = elementsWithId(doc, id.str());
+    dom::Document local;
+    const dom::Document* doc = documentFor(text, local, log);
+    if (doc == nullptr) return false;
+    const std::vector<const dom::Node*> found = elementsWithId(*doc, id.str());
     if (found.size() > 1) {
         log.LogError("More than one element has this Id; the signature is ambiguous.");
         log.LogDataSb("id", id);
@@ -91,10 +92,11 @@ bool XmlSigLocate::FindXmlSigByRefDigest(const StringBuffer& digest, const Strin
         log.LogError("No digest value to search for.");
         return false;
     }
-    dom::Document doc;
-    if (!detail::parseLogged(text, doc, log)) return false;
+    dom::Document local;
+    const dom::Document* doc = documentFor(text, local, log);
+    if (doc == nullptr) return false;
     const dom::Node* match = nullptr;
-    for (const dom::Node* sig : detail::collectSignatures(*doc.documentNode())) {
+    for (const dom::Node* sig : detail::collectSignatures(*doc->documentNode())) {
         if (!holdsReferenceDigest(*sig, want)) continue;
         if (match != nullptr) {
             log.LogError("More than one Signature has a Reference with this digest value.");
@@ -109,6 +111,12 @@ bool XmlSigLocate::FindXmlSigByRefDigest(const StringBuffer& digest, const Strin
         return false;
     }
     return reportLocations(*match, log);
+}
+
+const dom::Document* XmlSigLocate::documentFor(const StringBuffer& text, dom::Document& local,
+                                               LogBase& log) {
+    if (m_parsed != nullptr) return m_parsed;
+    return detail::parseLogged(text, local, log) ? &local : nullptr;
 }
 
 bool XmlSigLocate::reportLocations(const dom::Node& sig, LogBase& log) {

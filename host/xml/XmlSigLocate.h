@@ -55,7 +55,13 @@ class XmlSigLocate {
 
     void clearLocations();
 
+    // A tree already parsed from exactly the text the next searches are given, so that they
+    // need not parse it again (null: parse the text). The caller keeps it alive.
+    void useParsedDocument(const dom::Document* doc) { m_parsed = doc; }
+
   private:
+    const dom::Document* m_parsed = nullptr;
+    const dom::Document* documentFor(const StringBuffer& text, dom::Document& local, LogBase& log);
     bool reportLocations(const dom::Node& sig, LogBase& log);
     bool reportXadesLocations(const dom::Node& sig, LogBase& log);
 };
