@@ -23,6 +23,8 @@ class ClsBinData;
 class ClsPublicKey;
 class ClsStringArray;
 class ClsXmlCertVault;
+class StringHashSet;
+class TavolinX509;
 class XmlCanon;
 class XmlSigLocate;
 class ClsStringBuilder;
@@ -121,7 +123,28 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
 
     // Keys: every candidate of KeyInfo (then the caller's key unless keyInfoOnly).
     bool getPublicKey(bool keyInfoOnly, ExtPtrArrayRc& keys, LogBase& log);
+    bool publicKeyFromKeyInfo(ClsXml& keyInfo, ExtPtrArrayRc& keys, LogBase& log);
+    bool keysFromTokenReference(ClsXml& str, ExtPtrArrayRc& keys, StringHashSet& seen,
+                                LogBase& log);
     ClsXml* getKeyInfo(LogBase& log);
+    bool certsFromKeyInfo(ClsXml& keyInfo, ClsStringArray& out, LogBase& log);
+    bool certsFromTokenReference(ClsXml& str, ClsStringArray& out, StringHashSet& seen,
+                                 LogBase& log);
+
+    // Certificate lookups: base64 certificates (recorded in the seen set) and the store.
+    ClsPublicKey* publicKeyFromX509(TavolinX509& cert, LogBase& log);
+    ClsPublicKey* publicKeyFromCertBase64(StringBuffer& base64, StringHashSet& seen, LogBase& log);
+    bool processCertBase64(StringBuffer& base64, StringHashSet& seen, LogBase& log);
+    ClsPublicKey* getPublicKeyByIssuerNameAndSerial(StringBuffer& issuerCn, StringBuffer& serialHex,
+                                                    LogBase& log);
+    bool getCertByIssuerNameAndSerial(StringBuffer& issuerCn, StringBuffer& serialHex,
+                                      StringBuffer& out, LogBase& log);
+    ClsPublicKey* getPublicKeyBySubjectName(StringBuffer& dn, LogBase& log);
+    bool getCertBySubjectName(StringBuffer& dn, StringBuffer& out, LogBase& log);
+    ClsPublicKey* getPublicKeyBySKI(StringBuffer& ski, LogBase& log);
+    bool getCertBySKI(StringBuffer& ski, StringBuffer& out, LogBase& log);
+    bool pkiPathV1_to_cert(const StringBuffer& token, StringBuffer& out, LogBase& log);
+    static void reverseSubjectNameDN(StringBuffer& dn, StringBuffer& out, LogBase& log);
     // XAdES signature timestamp of the located signature.
     bool verifyEncapsulatedTimeStamp(const StringBuffer& sigText, ClsXml& sigXml, LogBase& log);
 
