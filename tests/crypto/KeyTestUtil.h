@@ -69,7 +69,7 @@ inline std::string privateKey(const std::string& name) {
          "openssl genpkey -genparam -algorithm DSA -pkeyopt dsa_paramgen_bits:2048 -out '" +
              dsaParams + "' && openssl genpkey -paramfile '" + dsaParams + "'" + out},
     };
-    shell(recipes.at(name) + " 2>/dev/null");
+    shell("(" + recipes.at(name) + ") 2>/dev/null");
     made[name] = path;
     return path;
 }

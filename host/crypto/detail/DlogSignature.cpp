@@ -40,7 +40,7 @@ bool rawToDer(const unsigned char* sig, std::size_t len, std::size_t halfSize, D
 }
 
 // Strict DER: it parses as SEQUENCE { INTEGER r, INTEGER s }, nothing follows, and it encodes
-// back to the same bytes (no long-form lengths, padding or negative numbers slip through).
+// back to the same bytes (no long-form lengths or extra leading zero bytes slip through).
 bool strictDer(const unsigned char* sig, std::size_t len, Der& out) {
     const unsigned char* p = sig;
     EcdsaSigPtr parsed(d2i_ECDSA_SIG(nullptr, &p, static_cast<long>(len)));
