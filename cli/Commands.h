@@ -13,6 +13,9 @@ struct Subcommand {
 extern const Command kInfoCommand;
 int runInfo(const ParsedArgs& args);
 
+extern const Command kVerifyCommand;
+int runVerify(const ParsedArgs& args);
+
 extern const Command kRefsCommand;
 int runRefs(const ParsedArgs& args);
 

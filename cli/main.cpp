@@ -10,6 +10,7 @@ using namespace xmldsig::cli;
 namespace {
 
 const Subcommand kSubcommands[] = {
+    {&kVerifyCommand, runVerify},
     {&kInfoCommand, runInfo},
     {&kRefsCommand, runRefs},
     {&kC14nCommand, runC14n},

@@ -1,0 +1,104 @@
+#include "cli/VerifyOne.h"
+
+#include "cli/RefReasons.h"
+#include "host/log/_tvLogger.h"
+
+namespace xmldsig::cli {
+
+std::string lastLoggedError(const ClsBase& component) {
+    const auto& entries = component.logger().entries();
+    for (auto it = entries.rbegin(); it != entries.rend(); ++it)
+        if (it->kind == _tvLogger::EntryKind::Error) return it->text;
+    return "";
+}
+
+namespace {
+
+// With --key the signer must be one of the given keys: the first key KeyInfo yields must
+// equal one of them (or KeyInfo yields none, and the given keys are tried).
+bool signerAmongGivenKeys(ClsXmlDSig& dsig, const KeyOptions& keys, bool& keyInfoHasKey) {
+    ClsPublicKey* first = dsig.GetPublicKey();
+    keyInfoHasKey = first != nullptr;
+    if (first == nullptr) return true;
+    bool found = false;
+    for (ClsPublicKey* k : keys.keys()) found = found || k->Equals(*first);
+    first->decRefCount();
+    return found;
+}
+
+void checkReferencesOneByOne(ClsXmlDSig& dsig, SignatureVerdict& v) {
+    for (int i = 0; i < dsig.get_NumReferences(); ++i) {
+        DSigReference ref;
+        dsig.describeReference(i, ref);
+        const bool ok = dsig.VerifyReferenceDigest(i);
+        v.references.push_back(
+            {i, ref.m_uri.str(), ref.m_digestMethod.str(), ok, dsig.get_RefFailReason()});
+    }
+}
+
+bool keyInfoYieldsKey(ClsXmlDSig& dsig) {
+    ClsPublicKey* key = dsig.GetPublicKey();
+    if (key == nullptr) return false;
+    key->decRefCount();
+    return true;
+}
+
+std::string firstReferenceProblem(const SignatureVerdict& v, bool ignoreExternal) {
+    for (const auto& r : v.references) {
+        if (r.ok || (ignoreExternal && r.reason == 2)) continue;
+        return "reference " + std::to_string(r.index) + " URI=\"" + r.uri +
+               "\": " + refFailReasonText(r.reason);
+    }
+    return "";
+}
+
+}  // namespace
+
+SignatureVerdict verifySelected(ClsXmlDSig& dsig, const KeyOptions& keys, bool checkReferences,
+                                bool ignoreExternal) {
+    SignatureVerdict v;
+    StringBuffer canon, prefixes, method, id;
+    dsig.describeSignedInfo(canon, prefixes, method, id);
+    v.signatureMethod = method.str();
+    v.canonicalizationMethod = canon.str();
+
+    bool keyInfoHasKey = false;
+    const bool signerOk = keys.keys().empty() || signerAmongGivenKeys(dsig, keys, keyInfoHasKey);
+    if (!keys.keys().empty() && !signerOk) {
+        v.why = "signer is not among the given keys";
+        v.keySource = "KeyInfo";
+        return v;
+    }
+    bool ok = false;
+    if (keys.keys().empty() || keyInfoHasKey) {
+        ok = dsig.VerifySignature(checkReferences);
+    } else {
+        for (ClsPublicKey* k : keys.keys()) {
+            dsig.SetPublicKey(*k);
+            ok = dsig.VerifySignature(checkReferences);
+            if (ok) break;
+        }
+    }
+    v.log = dsig.lastErrorText();
+    const std::string lastError = lastLoggedError(dsig);
+    // The flags after verification say which rules were in force for it.
+    const auto after = dsig.familyFlags();
+    v.signedInfoSigned = !(after.zatca || after.myInvois);
+    if (method.containsSubstring("#hmac-"))
+        v.keySource = keys.hasHmacKey() ? "--hmac-key" : "none";
+    else if (keyInfoHasKey || keyInfoYieldsKey(dsig))
+        v.keySource = "KeyInfo";
+    else
+        v.keySource = keys.keys().empty() ? "none" : "--key";
+
+    if (checkReferences) checkReferencesOneByOne(dsig, v);
+    v.valid = ok;
+    if (!ok) {
+        v.why = checkReferences ? firstReferenceProblem(v, ignoreExternal) : "";
+        if (v.why.empty())
+            v.why = lastError.empty() ? "signature value does not verify" : lastError;
+    }
+    return v;
+}
+
+}  // namespace xmldsig::cli
