@@ -16,6 +16,9 @@ int runInfo(const ParsedArgs& args);
 extern const Command kVerifyCommand;
 int runVerify(const ParsedArgs& args);
 
+extern const Command kCertsCommand;
+int runCerts(const ParsedArgs& args);
+
 extern const Command kRefsCommand;
 int runRefs(const ParsedArgs& args);
 

@@ -96,7 +96,8 @@ SignatureVerdict verifySelected(ClsXmlDSig& dsig, const KeyOptions& keys, bool c
     if (!ok) {
         v.why = checkReferences ? firstReferenceProblem(v, ignoreExternal) : "";
         if (v.why.empty())
-            v.why = lastError.empty() ? "signature value does not verify" : lastError;
+            v.why = lastError.empty() ? "the SignatureValue does not verify under any candidate key"
+                                      : lastError;
     }
     return v;
 }

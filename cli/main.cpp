@@ -10,10 +10,8 @@ using namespace xmldsig::cli;
 namespace {
 
 const Subcommand kSubcommands[] = {
-    {&kVerifyCommand, runVerify},
-    {&kInfoCommand, runInfo},
-    {&kRefsCommand, runRefs},
-    {&kC14nCommand, runC14n},
+    {&kVerifyCommand, runVerify}, {&kInfoCommand, runInfo}, {&kRefsCommand, runRefs},
+    {&kCertsCommand, runCerts},   {&kC14nCommand, runC14n},
 };
 
 void printUsage(FILE* to) {

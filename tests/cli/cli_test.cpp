@@ -92,7 +92,7 @@ TEST(Cli, BadCommandLinesExitWithStatusTwoAndNameTheArgument) {
 }
 
 TEST(Cli, EverySubcommandHasHelp) {
-    for (const char* cmd : {"info", "c14n"}) {
+    for (const char* cmd : {"verify", "refs", "info", "certs", "c14n"}) {
         CliResult r = runCli({cmd, "--help"});
         EXPECT_EQ(r.status, 0) << cmd;
         EXPECT_NE(r.out.find(std::string("usage: xmldsig ") + cmd), std::string::npos) << r.out;
@@ -110,6 +110,90 @@ TEST(Cli, UnreadableOrMalformedInputFailsWithAReason) {
     CliResult broken = runCli({"c14n", "-"}, "<a><b></a>");
     EXPECT_EQ(broken.status, 1);
     EXPECT_NE(broken.err.find("mismatched tag"), std::string::npos) << broken.err;
+}
+
+TEST(Cli, VerifyReportsEachSignature) {
+    CliResult ok = runCli({"verify", example("invoice-enveloped.xml"),
+                           example("soap-body-by-id.xml"), example("detached-file.xml")});
+    EXPECT_EQ(ok.status, 0) << ok.out << ok.err;
+    EXPECT_NE(ok.out.find("invoice-enveloped.xml#0: valid"), std::string::npos) << ok.out;
+    EXPECT_NE(ok.out.find("detached-file.xml#0: valid"), std::string::npos) << ok.out;
+
+    std::string tampered = readFile(example("invoice-enveloped.xml"));
+    tampered.replace(tampered.find("20.00</Total>"), 5, "99.99");
+    CliResult bad = runCli({"verify", "-"}, tampered);
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_NE(bad.out.find("-#0: invalid (reference 0 URI=\"\": digest mismatch)"),
+              std::string::npos)
+        << bad.out;
+
+    std::string badValue = readFile(example("invoice-enveloped.xml"));
+    auto at = badValue.find("<ds:SignatureValue>") + 19;
+    badValue[at] = badValue[at] == 'A' ? 'B' : 'A';
+    CliResult sig = runCli({"verify", "-"}, badValue);
+    EXPECT_EQ(sig.status, 1);
+    // The altered value no longer decodes under the signer's key: no candidate key verifies it.
+    EXPECT_NE(sig.out.find("invalid (the SignatureValue does not verify under any candidate key)"),
+              std::string::npos)
+        << sig.out;
+
+    // White space inside a SignedInfo tag is not part of the canonical form; an altered
+    // DigestValue is, and the signature then covers another hash.
+    std::string badInfo = readFile(example("invoice-enveloped.xml"));
+    const std::string refTag = "<ds:Reference URI=\"\">";
+    badInfo.replace(badInfo.find(refTag), refTag.size(), "<ds:Reference URI=\"\" >");
+    CliResult info = runCli({"verify", "--no-refs", "-"}, badInfo);
+    EXPECT_EQ(info.status, 0) << "white space inside a tag is not part of the canonical form\n"
+                              << info.out;
+    badInfo = readFile(example("invoice-enveloped.xml"));
+    badInfo.replace(badInfo.find("<ds:DigestValue>") + 16, 1, "X");
+    CliResult info2 = runCli({"verify", "--no-refs", "-"}, badInfo);
+    EXPECT_EQ(info2.status, 1);
+    EXPECT_NE(info2.out.find("RSA verify hash found the signature to be invalid."),
+              std::string::npos)
+        << info2.out;
+}
+
+TEST(Cli, VerifyWithGivenKeysRequiresThatSigner) {
+    const std::string cert = example("keys/example-rsa-cert.pem");
+    CliResult same = runCli({"verify", "--key", cert, example("invoice-enveloped.xml")});
+    EXPECT_EQ(same.status, 0) << same.out << same.err;
+    CliResult other = runCli({"verify", "--key", cert, example("detached-file.xml")});
+    EXPECT_EQ(other.status, 1);
+    EXPECT_NE(other.out.find("invalid (signer is not among the given keys)"), std::string::npos)
+        << other.out;
+    CliResult missing =
+        runCli({"verify", "--key", "/nonexistent.pem", example("detached-file.xml")});
+    EXPECT_EQ(missing.status, 2);
+    EXPECT_NE(missing.err.find("--key /nonexistent.pem"), std::string::npos) << missing.err;
+}
+
+TEST(Cli, VerifyJsonSaysWhereTheKeyCameFrom) {
+    CliResult r = runCli({"verify", "--json", example("soap-body-by-id.xml")});
+    ASSERT_EQ(r.status, 0) << r.err;
+    auto j = nlohmann::json::parse(r.out);
+    EXPECT_EQ(j["verdict"], "valid");
+    EXPECT_EQ(j["keySource"], "KeyInfo");
+    EXPECT_EQ(j["signedInfoSigned"], true);
+    EXPECT_EQ(j["references"][0]["uri"], "#Body-1");
+    EXPECT_EQ(j["references"][0]["result"], "match");
+}
+
+TEST(Cli, CertsWritesThePemOfTheSigner) {
+    CliResult r = runCli({"certs", example("invoice-enveloped.xml")});
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::string pemFile = "/tmp/xmldsig_cli_cert.pem";
+    std::ofstream(pemFile) << r.out;
+    auto fingerprint = [](const std::string& file) {
+        FILE* p = popen(("openssl x509 -noout -fingerprint -sha256 -in " + file).c_str(), "r");
+        char buf[256] = {0};
+        if (p != nullptr && fgets(buf, sizeof buf, p) == nullptr) buf[0] = 0;
+        if (p != nullptr) pclose(p);
+        return std::string(buf);
+    };
+    const std::string ours = fingerprint(pemFile);
+    EXPECT_FALSE(ours.empty());
+    EXPECT_EQ(ours, fingerprint(example("keys/example-rsa-cert.pem")));
 }
 
 }  // namespace
