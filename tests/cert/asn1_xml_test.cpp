@@ -249,6 +249,43 @@ TEST(Asn1XmlConverterPkiPath, LastChildIsTheLastCertificate) {
     }
 }
 
+// What the timestamp check reads from a TSTInfo: the message imprint's hash OID at
+// sequence|sequence|oid and its hash, base64, at sequence|octets (DER from openssl).
+TEST(Asn1XmlConverterTstInfo, TagPathsReachTheMessageImprint) {
+    const std::string hashHex = "9F86D081884C7D659A2FEAA0C55AD015A3BF4F1B2B0B822CD15D6C15B0F00A08";
+    const std::string genconf =
+        "asn1=SEQUENCE:tst\n[tst]\nversion=INTEGER:1\npolicy=OID:1.2.3.4.1\n"
+        "imprint=SEQUENCE:imprint\nserial=INTEGER:0x1234\ngenTime=GENTIME:20260101120000Z\n"
+        "[imprint]\nalg=SEQUENCE:alg\nhash=FORMAT:HEX,OCTETSTRING:" +
+        hashHex + "\n[alg]\noid=OID:2.16.840.1.101.3.4.2.1\np=NULL\n";
+    testutil::CertFactory dir;
+    const std::string conf = dir.path("tst.cnf"), out = dir.path("tst.der");
+    {
+        std::ofstream f(conf, std::ios::binary);
+        f << genconf;
+    }
+    ASSERT_TRUE(testutil::CertFactory::run("openssl asn1parse -genconf " +
+                                           testutil::shellQuote(conf) + " -noout -out " +
+                                           testutil::shellQuote(out)));
+    for (bool indent : {true, false}) {
+        _tvLogger log;
+        StringBuffer xml;
+        ASSERT_TRUE(Asn1XmlConverter::derToXml(testutil::fileBytes(out), indent, !indent, xml,
+                                               nullptr, log));
+        ClsXml* doc = ClsXml::createNewCls();
+        ASSERT_NE(doc, nullptr);
+        ASSERT_TRUE(doc->loadXml(xml, false, log)) << xml.str();
+        StringBuffer oid, hash;
+        EXPECT_TRUE(doc->getChildContentUtf8("sequence|sequence|oid", oid, false));
+        EXPECT_TRUE(doc->getChildContentUtf8("sequence|octets", hash, false));
+        doc->decRefCount();
+        EXPECT_EQ(oid.str(), "2.16.840.1.101.3.4.2.1");
+        DataBuffer digest;
+        ASSERT_TRUE(digest.appendEncoded(hash.getString(), "base64"));
+        EXPECT_EQ(toHex(digest), testutil::lowerTrimmed(hashHex));
+    }
+}
+
 // --- hostile DER ---
 
 std::string nested(std::size_t depth) {

@@ -1,6 +1,7 @@
 // DistinguishedName: reading names as signers write them into X509IssuerName and
 // X509SubjectName, and the canonical key that makes two spellings of one name meet.
 #include <gtest/gtest.h>
+#include <openssl/err.h>
 
 #include <string>
 
@@ -77,6 +78,14 @@ TEST(DistinguishedNameKey, UnreadableNamesAreLoggedAndMatchOnlyThemselves) {
         EXPECT_FALSE(out.isEmpty());
         EXPECT_NE(out.str(), key("CN=a"));
     }
+}
+
+// Unknown attribute names and undecodable #hex values are answers, not errors: nothing is
+// left in OpenSSL's error queue for a later operation to misreport.
+TEST(DistinguishedNameKey, LeavesNoOpenSslErrorsBehind) {
+    ERR_clear_error();
+    key("fooBarBaz=1, CN=#FFFF, O=#0C, OU=#1E0141");
+    EXPECT_EQ(ERR_peek_error(), 0u);
 }
 
 TEST(DistinguishedNameGetDnPart, ReturnsTheFirstValueUnescaped) {

@@ -4,6 +4,7 @@
 // attribute types differently ("E" and "emailAddress").
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -246,6 +247,36 @@ TEST_F(TavolinX509Generated, IssuedCertificateVerifiesUnderItsIssuerOnly) {
     EXPECT_TRUE(leafCert.isIssuedBy(caCert));
     EXPECT_FALSE(leafCert.isIssuedBy(otherCert));
     EXPECT_FALSE(caCert.isIssuedBy(leafCert));
+}
+
+// With openssl's "default" string mask, names are written as BMPString and T61String; they
+// come out as UTF-8 all the same.
+TEST_F(TavolinX509Generated, BmpAndT61NamesReadAsUtf8) {
+    const std::string cfg = s_factory->path("mask.cnf");
+    {
+        std::ofstream out(cfg);
+        out << "[req]\ndistinguished_name = dn\nprompt = no\nstring_mask = default\n[dn]\n";
+    }
+    const std::string pem = s_factory->path("mask.pem");
+    ASSERT_TRUE(
+        testutil::CertFactory::run("openssl req -x509 -new -config " + testutil::shellQuote(cfg) +
+                                   " -key " + testutil::shellQuote(s_factory->path("ca.key")) +
+                                   " -subj '/CN=Ünïcödé 中文/O=Café/OU=plain' -utf8 -days 2 -out " +
+                                   testutil::shellQuote(pem)));
+    bool ok = false;
+    const std::string dump =
+        testutil::runCommand("openssl asn1parse -in " + testutil::shellQuote(pem) +
+                                 " | grep -a -c -E 'BMPSTRING|T61STRING'",
+                             ok);
+    ASSERT_EQ(dump.substr(0, 1), "4");  // both names, both types
+
+    _tvLogger log;
+    TavolinX509 cert;
+    ASSERT_TRUE(cert.loadX509Any(fileBytes(pem), log));
+    expectMatchesOpenssl(cert, testutil::opensslFacts(pem));
+    XString subject;
+    ASSERT_TRUE(cert.getDN(true, true, subject, log, 0));
+    EXPECT_STREQ(subject.getUtf8(), "OU=plain, O=Café, CN=Ünïcödé 中文");
 }
 
 TEST(TavolinX509Load, FormsOfTheSameCertificateGiveTheSameDer) {

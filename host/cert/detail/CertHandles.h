@@ -2,6 +2,7 @@
 // The general ones (X509Ptr, BioPtr, EvpPkeyPtr...) live in host/crypto/detail/handles.h.
 #pragma once
 
+#include <openssl/err.h>
 #include <openssl/pkcs12.h>
 #include <openssl/x509.h>
 #include <openssl/x509_vfy.h>
@@ -29,5 +30,15 @@ inline void freeOpenSslMemory(unsigned char* p) {
     OPENSSL_free(p);
 }
 using OpenSslBytesPtr = std::unique_ptr<unsigned char, FreeWith<&freeOpenSslMemory>>;
+
+// Drops the errors OpenSSL queues while the object lives, and only those: for calls whose
+// failure is an answer ("not a string type", "unknown name") rather than an error to report.
+class OpenSslErrorMark {
+  public:
+    OpenSslErrorMark() { ERR_set_mark(); }
+    OpenSslErrorMark(const OpenSslErrorMark&) = delete;
+    OpenSslErrorMark& operator=(const OpenSslErrorMark&) = delete;
+    ~OpenSslErrorMark() { ERR_pop_to_mark(); }
+};
 
 }  // namespace xmldsig::detail

@@ -97,6 +97,7 @@ const char* aliasFor(const std::string& lowered) {
 
 // The dotted form of a name OpenSSL knows ("givenName" -> "2.5.4.42"); empty when unknown.
 std::string dottedFromOpenSsl(const std::string& name) {
+    const OpenSslErrorMark unknownNameIsNoError;
     const Asn1ObjectPtr obj(OBJ_txt2obj(name.c_str(), 0));
     if (!obj) return {};
     char buf[128];
@@ -117,6 +118,7 @@ std::string decodeHexValue(std::string_view hex) {
         bytes.push_back(static_cast<char>(hi * 16 + lo));
     }
     const unsigned char* p = reinterpret_cast<const unsigned char*>(bytes.data());
+    const OpenSslErrorMark undecodableIsNoError;  // such bytes are compared as hex
     ASN1_TYPE* raw = d2i_ASN1_TYPE(nullptr, &p, static_cast<long>(bytes.size()));
     if (raw == nullptr) return lowerAscii(hex);
     std::string text;

@@ -5,6 +5,7 @@
 
 #include <vector>
 
+#include "host/cert/detail/CertHandles.h"
 #include "host/cert/detail/DnParser.h"
 
 namespace xmldsig::detail {
@@ -85,6 +86,7 @@ bool dnEntryUtf8(const X509_NAME_ENTRY* entry, std::string& out) {
         default:
             return false;
     }
+    const OpenSslErrorMark notUtf8IsNoError;  // the caller writes such values in hex
     unsigned char* utf8 = nullptr;
     const int n = ASN1_STRING_to_UTF8(&utf8, data);
     if (n < 0 || utf8 == nullptr) return false;
