@@ -350,6 +350,15 @@ TEST(Asn1XmlConverterHostile, MalformedDerFailsWithTheReason) {
     DataBuffer deepest;
     deepest.appendStr(nested(128));
     expectRoundTrip(deepest);
+
+    // Refused by size before a byte is parsed.
+    DataBuffer huge;
+    huge.appendStr("\x04\x84\x01\x00\x00\x00");
+    huge.bytes().resize(Asn1XmlConverter::kMaxDerBytes + 1);
+    _tvLogger log;
+    StringBuffer xml;
+    EXPECT_FALSE(Asn1XmlConverter::derToXml(huge, false, false, xml, nullptr, log));
+    EXPECT_TRUE(log.hasErrorContaining("DER is too large to convert."));
 }
 
 TEST(Asn1XmlConverterHostile, EveryTruncationOfACertificateFails) {

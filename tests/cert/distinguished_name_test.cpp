@@ -78,6 +78,11 @@ TEST(DistinguishedNameKey, UnreadableNamesAreLoggedAndMatchOnlyThemselves) {
         EXPECT_FALSE(out.isEmpty());
         EXPECT_NE(out.str(), key("CN=a"));
     }
+    const std::string huge = "CN=" + std::string(2u << 20, 'a');
+    _tvLogger log;
+    StringBuffer out;
+    EXPECT_FALSE(DistinguishedName::getDnPart(huge.c_str(), "CN", out, log));
+    EXPECT_NE(log.renderText().find("name text too long"), std::string::npos);
 }
 
 // Unknown attribute names and undecodable #hex values are answers, not errors: nothing is

@@ -329,6 +329,10 @@ TEST(TavolinX509Load, BadInputFailsWithALogLine) {
     }
     _tvLogger log;
     TavolinX509 cert;
+    DataBuffer huge(good);
+    huge.bytes().resize(TavolinX509::kMaxCertBytes + 1);
+    EXPECT_FALSE(cert.loadX509Der(huge, log));
+    EXPECT_TRUE(log.hasErrorContaining("Certificate is too large."));
     const char junk[] = "not base64 at all!";
     EXPECT_FALSE(cert.loadX509Base64(junk, sizeof junk - 1, log));
     EXPECT_TRUE(log.hasErrorContaining("does not decode"));
