@@ -35,10 +35,10 @@ class Asn1XmlConverter {
     // Replaces xml with the rendering of der. indent puts each element on a line of its own,
     // two blanks per level; withDeclaration starts the text with an XML declaration. When
     // parts is not null, the DER of each element directly inside the outermost value is
-    // appended to it as a DataBuffer, in order (on failure, those before the fault stay
-    // appended). False (xml left empty, the reason and byte
-    // offset logged) on malformed DER: truncation, an indefinite length, bytes after the
-    // outermost value, nesting past kMaxDepth, and the like.
+    // appended to it as a DataBuffer, in order (on failure, those before the fault stay).
+    // False (xml left empty, the reason and byte offset logged) on malformed DER: truncation,
+    // an indefinite length, bytes after the outermost value, nesting past kMaxDepth, and the
+    // like.
     static bool derToXml(const DataBuffer& der, bool indent, bool withDeclaration,
                          StringBuffer& xml, ExtPtrArray* parts, LogBase& log);
 
