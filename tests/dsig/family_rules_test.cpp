@@ -313,10 +313,14 @@ std::string orderDocument(const std::string& digest) {
            dsSignature(dsReference("", dsTransform(kEnveloped), digest)) + "</Order>\n";
 }
 
+// The bytes the order's signer hashes: the canonical form without the enveloped signature.
+std::string orderSignedBytes() {
+    return xmllintCanonical(withoutSpan(orderDocument(""), "<ds:Signature", "</ds:Signature>"),
+                            "--c14n");
+}
+
 std::string orderHexDigest() {
-    const std::string unsignedText =
-        withoutSpan(orderDocument(""), "<ds:Signature", "</ds:Signature>");
-    return digestHex(xmllintCanonical(unsignedText, "--c14n"), "sha256");
+    return digestHex(orderSignedBytes(), "sha256");
 }
 
 FamilyFixture hexStoredDigest() {
@@ -345,10 +349,7 @@ FamilyFixture hexStoredDigestUpperCase() {
 // case-sensitive, unlike the others).
 
 FamilyFixture allowXmlDigestError() {
-    const std::string unsignedText =
-        withoutSpan(orderDocument(""), "<ds:Signature", "</ds:Signature>");
-    const std::string order =
-        orderDocument(digestBase64(xmllintCanonical(unsignedText, "--c14n"), "sha256"));
+    const std::string order = orderDocument(digestBase64(orderSignedBytes(), "sha256"));
     const std::string altered = replaceFirst(order, "20.00", "21.00");
     return {
         {altered, "AllowXmlDigestError"}, {altered, "allowxmldigesterror"}, {altered, ""}, 0, ""};
@@ -425,6 +426,64 @@ TEST(FamilyRuleLog, CmaStpReferenceIsNotCalledTheEntireDocument) {
     const char line[] = "URI is the entire XML document.";
     EXPECT_FALSE(logHas(verifyReference(f.withRule, 0).log, line));
     EXPECT_TRUE(logHas(verifyReference(f.withoutRule, 0).log, line));
+}
+
+// Family documents gone wrong (wrapped, truncated, missing their parts): false, a reason and
+// a log line that says what was wrong, never a match.
+TEST(FamilyRuleBadInput, FailsWithAReason) {
+    if (!signerToolsPresent()) GTEST_SKIP() << "xmllint, xmlsec1 or openssl is not installed";
+    const std::string dodaDoc = dodaFragment().withRule.doc;
+    const std::string sii = siiDteExtraction().withRule.doc;
+    const std::string ebics = ebicsAuthenticated().withRule.doc;
+    const std::string invoice = myInvoisSigned();
+    const std::string cma = cmaStpDocument().withRule.doc;
+    const struct {
+        const char* name;
+        Loaded in;
+        int index;
+        int reason;
+        const char* logText;
+    } cases[] = {
+        // A second doda placed before the signed one would be the one digested.
+        {"SecondDodaInFront",
+         {replaceFirst(dodaDoc, "<ws:registrarDoda>",
+                       "<ws:registrarDoda><doda><patente>9999</patente></doda>"),
+          ""},
+         0,
+         99,
+         "The document holds more than one <doda> element."},
+        // A Documento with the signed ID hidden in the envelope: the ID is ambiguous.
+        {"SiiDocumentoIdTwice",
+         {replaceFirst(sii, "<Caratula version=\"1.0\">",
+                       "<Caratula version=\"1.0\"><Documento ID=\"F60T33\"/>"),
+          ""},
+         0,
+         5,
+         "duplicatedId: F60T33"},
+        {"EbicsWithNothingAuthenticated",
+         {replaceEvery(ebics, "authenticate=\"true\"", "authenticate=\"false\""), ""},
+         0,
+         5,
+         "Failed to canonicalize XML fragment."},
+        {"MyInvoisWithoutSignedProperties",
+         {withoutSpan(invoice, "<xades:SignedProperties ", "</xades:SignedProperties>"),
+          "MYINVOIS"},
+         1,
+         1,
+         "calculatedDigest"},
+        {"CmaStpWithoutDocument",
+         {withoutSpan(cma, "<Document ", "</Document>"), ""},
+         0,
+         1,
+         "calculatedDigest"},
+    };
+    for (const auto& c : cases) {
+        const RefOutcome r = verifyReference(c.in, c.index);
+        ASSERT_TRUE(r.loaded) << c.name << "\n" << r.log;
+        EXPECT_FALSE(r.verified) << c.name << "\n" << r.log;
+        EXPECT_EQ(r.reason, c.reason) << c.name << "\n" << r.log;
+        EXPECT_TRUE(logHas(r.log, c.logText)) << c.name << "\n" << r.log;
+    }
 }
 
 // Real EBICS responses of the corpus: the reference matches here exactly when xmlsec1,
