@@ -8,8 +8,8 @@
 
 namespace xmldsig::cli {
 
-Session::Session(const ParsedArgs& args)
-    : m_args(args), m_dsig(ClsXmlDSig::createNewCls()), m_owner(m_dsig) {
+Session::Session(const ParsedArgs& args, Report& report)
+    : m_args(args), m_report(report), m_dsig(ClsXmlDSig::createNewCls()), m_owner(m_dsig) {
     if (m_dsig == nullptr) {
         std::fprintf(stderr, "xmldsig: out of memory\n");
         std::exit(kExitFailed);
@@ -24,12 +24,11 @@ bool Session::load(const std::string& file) {
     ClsBinData bd;
     std::string error;
     if (!readInput(file, bd.m_data, error)) {
-        std::fprintf(stderr, "xmldsig: %s\n", error.c_str());
+        m_report.err("xmldsig: %s\n", error.c_str());
         return false;
     }
     if (m_dsig->LoadSignatureBd(bd)) return true;
-    std::fprintf(stderr, "%s: cannot load the document\n%s", file.c_str(),
-                 m_dsig->lastErrorText().c_str());
+    m_report.err("%s: cannot load the document\n%s", file.c_str(), m_dsig->lastErrorText().c_str());
     return false;
 }
 
@@ -43,8 +42,8 @@ bool Session::selectedIndexes(int count, std::vector<int>& out) const {
     char* end = nullptr;
     long n = std::strtol(v.c_str(), &end, 10);
     if (v.empty() || *end != '\0' || n < 0 || n >= count) {
-        std::fprintf(stderr, "xmldsig: --signature %s: the document has %d signature%s\n",
-                     v.c_str(), count, count == 1 ? "" : "s");
+        m_report.err("xmldsig: --signature %s: the document has %d signature%s\n", v.c_str(), count,
+                     count == 1 ? "" : "s");
         return false;
     }
     out.push_back(static_cast<int>(n));
@@ -65,7 +64,7 @@ bool Session::applyReferenceOptions(const std::string& file) {
         char* end = nullptr;
         long index = eq == std::string::npos ? -1 : std::strtol(spec.c_str(), &end, 10);
         if (eq == std::string::npos || end != spec.c_str() + eq || index < 0 || index > 100) {
-            std::fprintf(stderr, "xmldsig: --ref-file %s: expected N=FILE with N from 0 to 100\n",
+            m_report.err("xmldsig: --ref-file %s: expected N=FILE with N from 0 to 100\n",
                          spec.c_str());
             return false;
         }
@@ -75,7 +74,7 @@ bool Session::applyReferenceOptions(const std::string& file) {
 }
 
 void Session::printLogIfAsked() {
-    if (m_args.has("--log")) std::fprintf(stderr, "%s", m_dsig->lastErrorText().c_str());
+    if (m_args.has("--log")) m_report.errText(m_dsig->lastErrorText());
 }
 
 }  // namespace xmldsig::cli

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli/CommandLine.h"
+#include "cli/Report.h"
 #include "dsig/ClsXmlDSig.h"
 #include "host/log/_clsOwner.h"
 
@@ -13,7 +14,8 @@ namespace xmldsig::cli {
 
 class Session {
   public:
-    explicit Session(const ParsedArgs& args);
+    // Problems are written to report.
+    Session(const ParsedArgs& args, Report& report);
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
@@ -30,6 +32,7 @@ class Session {
 
   private:
     const ParsedArgs& m_args;
+    Report& m_report;
     ClsXmlDSig* m_dsig;
     _clsOwner m_owner;
 };

@@ -38,7 +38,8 @@ int runCerts(const ParsedArgs& args) {
     KeyOptions keys;
     if (!keys.load(args)) return kExitUsage;
     const std::string& file = args.files[0];
-    Session session(args);
+    ScopedReport report;
+    Session session(args, report);
     if (!session.load(file)) return kExitFailed;
     ClsXmlDSig& dsig = session.dsig();
     std::vector<int> which;

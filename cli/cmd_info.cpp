@@ -111,7 +111,8 @@ void printSignature(const std::string& file, int index, ClsXmlDSig& dsig, bool j
 int runInfo(const ParsedArgs& args) {
     int status = kExitOk;
     for (const auto& file : args.files) {
-        Session session(args);
+        ScopedReport report;
+        Session session(args, report);
         if (!session.load(file)) {
             status = kExitFailed;
             continue;

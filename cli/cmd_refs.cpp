@@ -39,7 +39,8 @@ struct RefOutcome {
 
 int runRefs(const ParsedArgs& args) {
     const std::string& file = args.files[0];
-    Session session(args);
+    ScopedReport report;
+    Session session(args, report);
     if (!session.load(file)) return kExitFailed;
     ClsXmlDSig& dsig = session.dsig();
     std::vector<int> which;

@@ -1,26 +1,35 @@
-// xmldsig verify: every signature of every file, one line each.
+// xmldsig verify: every signature of every file, one line each, files on several threads.
+#include <unistd.h>
+
 #include <cstdio>
+#include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "cli/Batch.h"
 #include "cli/Commands.h"
-#include "cli/Input.h"
+#include "cli/FileList.h"
 #include "cli/KeyOptions.h"
 #include "cli/RefReasons.h"
 #include "cli/Session.h"
+#include "cli/SignerInfo.h"
 #include "cli/VerifyOne.h"
 
 namespace xmldsig::cli {
 
 const Command kVerifyCommand{
     "verify",
-    "verify [options] FILE...",
+    "verify [options] FILE|DIR...",
     "Verifies every signature of every file (or --signature N): each reference digest,\n"
     "then the SignatureValue under the key KeyInfo yields (key values, certificates,\n"
     "certificate-store lookups, WS-Security tokens) or the key given. Prints\n"
-    "\"FILE#N: valid\" or \"FILE#N: invalid (why)\"; exits 0 only when all are valid.",
+    "\"FILE#N: valid\" or \"FILE#N: invalid (why)\" and a summary on standard error; exits 0\n"
+    "only when all are valid.",
     {kOptSignature,
      {"--no-refs", false, false, nullptr, "do not check reference digests"},
+     {"-r", false, false, nullptr, "verify the .xml and .ddoc files of directories, recursively"},
+     {"-j", true, false, "N", "verify N files at a time (default 1)"},
+     {"--no-progress", false, false, nullptr, "no progress line, even on a terminal"},
      kOptExtDir,
      kOptRefFile,
      kOptIgnoreExternal,
@@ -40,7 +49,7 @@ const Command kVerifyCommand{
 namespace {
 
 nlohmann::json verdictJson(const std::string& file, int index, const SignatureVerdict& v,
-                           const char* family) {
+                           const SignerInfo& signer, const char* family) {
     nlohmann::json refs = nlohmann::json::array();
     for (const auto& r : v.references)
         refs.push_back({{"index", r.index},
@@ -49,67 +58,118 @@ nlohmann::json verdictJson(const std::string& file, int index, const SignatureVe
                         {"result", r.ok ? "match" : "fail"},
                         {"refFailReason", r.reason},
                         {"reason", refFailReasonText(r.reason)}});
-    return {{"file", file},
-            {"index", index},
-            {"verdict", v.valid ? "valid" : "invalid"},
-            {"reason", v.why},
-            {"signatureMethod", v.signatureMethod},
-            {"canonicalizationMethod", v.canonicalizationMethod},
-            {"keySource", v.keySource},
-            {"signedInfoSigned", v.signedInfoSigned},
-            {"family", family},
-            {"references", refs}};
+    nlohmann::json j = {{"file", file},
+                        {"index", index},
+                        {"verdict", v.valid ? "valid" : "invalid"},
+                        {"reason", v.why},
+                        {"signatureMethod", v.signatureMethod},
+                        {"canonicalizationMethod", v.canonicalizationMethod},
+                        {"keySource", v.keySource},
+                        {"keyInfo", signer.keyForm},
+                        {"signedInfoSigned", v.signedInfoSigned},
+                        {"family", family},
+                        {"references", refs}};
+    if (!signer.subject.empty()) {
+        j["signerSubject"] = signer.subject;
+        j["signerSerial"] = signer.serial;
+    }
+    return j;
 }
 
-// Verifies one file; true when every selected signature is valid.
-bool verifyFile(const std::string& file, const ParsedArgs& args, KeyOptions& keys) {
-    Session session(args);
-    if (!session.load(file)) {
-        if (args.has("--json"))
-            std::printf("%s\n", nlohmann::json({{"file", file},
-                                                {"verdict", "error"},
-                                                {"reason", "the document cannot be loaded"}})
-                                    .dump()
-                                    .c_str());
-        return false;
-    }
+std::string dumpJson(const nlohmann::json& j) {
+    return j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+}
+
+FileOutcome loadFailure(const std::string& file, const ParsedArgs& args, Report& report) {
+    if (args.has("--json"))
+        report.outText(dumpJson(
+            {{"file", file}, {"verdict", "error"}, {"reason", "the document cannot be loaded"}}));
+    FileOutcome o;
+    o.error = true;
+    return o;
+}
+
+// Verifies one file with a component and keys of its own.
+FileOutcome verifyFile(const std::string& file, const ParsedArgs& args, Report& report) {
+    KeyOptions keys;
+    Session session(args, report);
+    FileOutcome outcome;
+    if (!keys.load(args) || !session.load(file)) return loadFailure(file, args, report);
     ClsXmlDSig& dsig = session.dsig();
     if (dsig.get_NumSignatures() == 0) {
-        std::printf("%s: invalid (no signature)\n", file.c_str());
-        return false;
+        if (args.has("--json"))
+            report.outText(
+                dumpJson({{"file", file}, {"verdict", "invalid"}, {"reason", "no signature"}}));
+        else
+            report.out("%s: invalid (no signature)\n", file.c_str());
+        outcome.invalid = 1;
+        return outcome;
     }
     std::vector<int> which;
-    if (!session.selectedIndexes(dsig.get_NumSignatures(), which)) return false;
-    if (!keys.applyTo(dsig)) return false;
-    bool allValid = true;
+    if (!session.selectedIndexes(dsig.get_NumSignatures(), which) || !keys.applyTo(dsig)) {
+        outcome.error = true;
+        return outcome;
+    }
     for (int index : which) {
         dsig.put_Selector(index);
-        if (!session.applyReferenceOptions(file)) return false;
+        if (!session.applyReferenceOptions(file)) {
+            outcome.error = true;
+            return outcome;
+        }
         const SignatureVerdict v =
             verifySelected(dsig, keys, !args.has("--no-refs"), args.has("--ignore-external"));
-        allValid = allValid && v.valid;
-        if (args.has("--json")) {
-            std::printf("%s\n", verdictJson(file, index, v, dsig.detectedFamily())
-                                    .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace)
-                                    .c_str());
-        } else if (v.valid) {
-            std::printf("%s#%d: valid\n", file.c_str(), index);
-        } else {
-            std::printf("%s#%d: invalid (%s)\n", file.c_str(), index, v.why.c_str());
-        }
-        if (args.has("--log")) std::fprintf(stderr, "%s", v.log.c_str());
+        (v.valid ? outcome.valid : outcome.invalid)++;
+        if (args.has("--json"))
+            report.outText(
+                dumpJson(verdictJson(file, index, v, describeSigner(dsig), dsig.detectedFamily())));
+        else if (v.valid)
+            report.out("%s#%d: valid\n", file.c_str(), index);
+        else
+            report.out("%s#%d: invalid (%s)\n", file.c_str(), index, v.why.c_str());
+        if (args.has("--log")) report.errText(v.log);
     }
-    return allValid;
+    return outcome;
+}
+
+bool parseJobs(const ParsedArgs& args, int& jobs) {
+    jobs = 1;
+    if (!args.has("-j")) return true;
+    const std::string v = args.value("-j");
+    char* end = nullptr;
+    const long n = std::strtol(v.c_str(), &end, 10);
+    if (v.empty() || *end != '\0' || n < 1 || n > 256) {
+        std::fprintf(stderr, "xmldsig verify: -j %s: expected a number of threads from 1 to 256\n",
+                     v.c_str());
+        return false;
+    }
+    jobs = static_cast<int>(n);
+    return true;
 }
 
 }  // namespace
 
 int runVerify(const ParsedArgs& args) {
-    KeyOptions keys;
-    if (!keys.load(args)) return kExitUsage;
-    bool allValid = true;
-    for (const auto& file : args.files) allValid = verifyFile(file, args, keys) && allValid;
-    return allValid ? kExitOk : kExitFailed;
+    int jobs = 1;
+    if (!parseJobs(args, jobs)) return kExitUsage;
+    {
+        KeyOptions keys;  // reports unreadable key files once, before any work
+        if (!keys.load(args)) return kExitUsage;
+    }
+    ScopedReport listing;
+    std::vector<std::string> files;
+    const bool listed = expandInputs(args.files, args.has("-r"), files, listing);
+    listing.flush();
+
+    const bool progress = !args.has("--no-progress") && !args.has("--log") && files.size() > 1 &&
+                          isatty(STDERR_FILENO);
+    const BatchTotals t = runBatch(files, jobs, progress, [&](const std::string& f, Report& r) {
+        return verifyFile(f, args, r);
+    });
+    std::fprintf(stderr, "%d file%s, %d signature%s: %d valid, %d invalid, %d error%s (%.2fs)\n",
+                 t.files, t.files == 1 ? "" : "s", t.valid + t.invalid,
+                 t.valid + t.invalid == 1 ? "" : "s", t.valid, t.invalid, t.errors,
+                 t.errors == 1 ? "" : "s", t.seconds);
+    return listed && t.invalid == 0 && t.errors == 0 && t.files > 0 ? kExitOk : kExitFailed;
 }
 
 }  // namespace xmldsig::cli

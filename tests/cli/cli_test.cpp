@@ -196,5 +196,45 @@ TEST(Cli, CertsWritesThePemOfTheSigner) {
     EXPECT_EQ(ours, fingerprint(example("keys/example-rsa-cert.pem")));
 }
 
+std::map<std::string, std::string> verdictsByFileAndIndex(const std::string& jsonLines) {
+    std::map<std::string, std::string> verdicts;
+    std::istringstream lines(jsonLines);
+    std::string line;
+    while (std::getline(lines, line)) {
+        auto j = nlohmann::json::parse(line);  // fails the test on malformed JSON
+        const std::string key = j["file"].get<std::string>() + "#" +
+                                (j.contains("index") ? std::to_string(j["index"].get<int>()) : "-");
+        verdicts[key] = j["verdict"];
+    }
+    return verdicts;
+}
+
+TEST(Cli, ParallelBatchGivesTheSameVerdictsAsOneFileAtATime) {
+    CliResult batch = runCli({"verify", "-r", "-j", "2", "--json", XMLDSIG_CORPUS_DIR});
+    const auto parallel = verdictsByFileAndIndex(batch.out);
+    ASSERT_GT(parallel.size(), 300u);
+    EXPECT_NE(batch.err.find("files,"), std::string::npos) << "summary line missing";
+
+    // One file at a time: the same files on a single thread, in order.
+    CliResult single = runCli({"verify", "-r", "-j", "1", "--json", XMLDSIG_CORPUS_DIR});
+    const auto sequential = verdictsByFileAndIndex(single.out);
+    ASSERT_EQ(sequential.size(), parallel.size());
+    EXPECT_EQ(single.out, batch.out) << "reports must come in the order given, whole";
+    for (const auto& [key, verdict] : sequential) {
+        auto it = parallel.find(key);
+        ASSERT_NE(it, parallel.end()) << key << " missing from the batch";
+        EXPECT_EQ(it->second, verdict) << key;
+    }
+}
+
+TEST(Cli, DirectoriesNeedRecursion) {
+    CliResult r = runCli({"verify", XMLDSIG_CORPUS_DIR});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find("is a directory (use -r"), std::string::npos) << r.err;
+    CliResult jobs = runCli({"verify", "-j", "0", example("invoice-enveloped.xml")});
+    EXPECT_EQ(jobs.status, 2);
+    EXPECT_NE(jobs.err.find("-j 0"), std::string::npos) << jobs.err;
+}
+
 }  // namespace
 }  // namespace xmldsig::test
