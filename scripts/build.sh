@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Configures and builds one flavour of the project.
-#   scripts/build.sh [release|sanitize] [extra cmake args...]
+#   scripts/build.sh [release|sanitize|tsan] [extra cmake args...]
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 flavour=${1:-release}
@@ -8,7 +8,8 @@ shift || true
 case "$flavour" in
     release)  dir="$root/build/release";  args=(-DCMAKE_BUILD_TYPE=RelWithDebInfo) ;;
     sanitize) dir="$root/build/sanitize"; args=(-DCMAKE_BUILD_TYPE=Debug -DXMLDSIG_SANITIZE=ON) ;;
-    *) echo "build.sh: unknown flavour '$flavour' (release or sanitize)" >&2; exit 2 ;;
+    tsan)     dir="$root/build/tsan";     args=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DXMLDSIG_TSAN=ON) ;;
+    *) echo "build.sh: unknown flavour '$flavour' (release, sanitize or tsan)" >&2; exit 2 ;;
 esac
 generator=()
 command -v ninja >/dev/null && generator=(-G Ninja)

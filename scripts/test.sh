@@ -1,16 +1,18 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, and runs every test: once in a plain build and once under
-# AddressSanitizer and UndefinedBehaviorSanitizer.
+# Installs what is missing, builds, and runs every test: once in a plain build, once under
+# AddressSanitizer and UndefinedBehaviorSanitizer, and the multi-threaded tests under
+# ThreadSanitizer.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/install-deps.sh"
 jobs=$(nproc)
 
-for flavour in release sanitize; do
+for flavour in release sanitize tsan; do
     echo "== $flavour build"
     dir=$("$root/scripts/build.sh" "$flavour" | tail -n 1)
     echo "== $flavour tests"
     ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+        TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
         ctest --test-dir "$dir" --output-on-failure -j "$jobs"
 done
 echo "== all tests passed"
