@@ -1,6 +1,8 @@
 // Hashing a same-document reference's transformed text and comparing the digest, with the
-// ZATCA retry, hexadecimal stored digests and the digest-error tolerance.
+// ZATCA retry, the MyInvois signer's forms, hexadecimal stored digests and the digest-error
+// tolerance.
 #include "dsig/ClsXmlDSig.h"
+#include "dsig/detail/LhdnForms.h"
 #include "dsig/detail/RefDigestWork.h"
 #include "host/crypto/_tvHash.h"
 #include "host/log/LogContextExitor.h"
@@ -53,6 +55,31 @@ bool decodeBase64Content(const StringBuffer& text, DataBuffer& decoded, LogBase&
     }
     log.LogDataLong("decodedSize", decoded.getSize());
     return true;
+}
+
+// The MyInvois signer hashes texts that no transform chain yields (see LhdnForms.h): its
+// whole-document reference (the one whose digest the signature signs) covers the minified
+// invoice, its SignedProperties reference (no transforms) the element as .NET writes it. Both
+// are computed from the loaded text, so a changed document still changes the digest.
+bool lhdnFormMatches(const StringBuffer& xmlText, const StringBuffer& uri, DSigReference& reference,
+                     bool documentReference, DataBuffer& digest, LogBase& log) {
+    StringBuffer form;
+    if (documentReference) {
+        if (!uri.isEmpty()) return false;
+        log.LogInfo("Retry with the MyInvois signer's minified document...");
+        if (!detail::lhdnDocumentForm(xmlText, form, log)) return false;
+    } else if (reference.m_transforms.getSize() == 0 && !uri.isEmpty()) {
+        log.LogInfo("Retry with the MyInvois signer's SignedProperties serialization...");
+        if (!detail::lhdnSignedPropertiesForm(xmlText, uri, form, log)) return false;
+    } else {
+        return false;
+    }
+    digest.clear();
+    _tvHash::doHash(form.getString(), form.getSize(), reference.getHashAlg(), digest);
+    StringBuffer calculated;
+    digest.encodeDB("base64", calculated);
+    log.LogDataSb("calculatedDigest3", calculated);
+    return calculated.equals(reference.m_digestValue);
 }
 
 }  // namespace
@@ -108,6 +135,18 @@ bool ClsXmlDSig::compareReferenceDigest(StringBuffer& uri, DSigReference& refere
         w.text.containsSubstring("SignedProperties") && zatcaRetry(uri, reference, w, log)) {
         m_refFailReason = 0;
         return true;
+    }
+    if (m_isMyInvois) {
+        DataBuffer lhdnDigest;
+        if (lhdnFormMatches(m_xmlText, uri, reference, w.saveMyInvoisDigest, lhdnDigest, log)) {
+            // The signature value signs this digest, not the one of the transform chain.
+            if (w.saveMyInvoisDigest) {
+                m_myInvoisDigest.clear();
+                m_myInvoisDigest.append(lhdnDigest);
+            }
+            m_refFailReason = 0;
+            return true;
+        }
     }
     if (stored.isHexidecimal()) {
         log.LogError(
