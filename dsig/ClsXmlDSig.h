@@ -20,6 +20,8 @@ namespace dom {
 class Document;
 }
 class ClsBinData;
+class ClsHttp;
+class ClsJsonObject;
 class ClsPublicKey;
 class ClsStringArray;
 class ClsXmlCertVault;
@@ -79,6 +81,14 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
     bool UseCertVault(ClsXmlCertVault& vault);
     ClsXml* GetKeyInfo();
     bool GetCerts(ClsStringArray& out);
+
+    // XAdES signature timestamp of the selected signature: the document text with a
+    // SignatureTimeStamp (a token from the timestamp authority that json names) spliced in goes
+    // to sbOut; the loaded document is not changed.
+    bool AddEncapsulatedTimeStamp(ClsJsonObject& json, ClsStringBuilder& sbOut);
+    bool HasEncapsulatedTimeStamp();
+    // The HTTP client that timestamp requests go through (a counted reference is kept).
+    void SetHttpObj(ClsHttp& http);
 
     // Canonicalization on request.
     bool CanonicalizeXml(const XString& xml, const XString& canonVersion, bool withComments,
@@ -147,6 +157,8 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
     static void reverseSubjectNameDN(StringBuffer& dn, StringBuffer& out, LogBase& log);
     // XAdES signature timestamp of the located signature.
     bool verifyEncapsulatedTimeStamp(const StringBuffer& sigText, ClsXml& sigXml, LogBase& log);
+    bool addEncapsulatedTimeStamp(ClsJsonObject& json, XString& out, LogBase& log);
+    bool hasEncapsulatedTimeStamp(LogBase& log);
 
     // Reference digests: the retrying driver, one attempt, and same-document references.
     bool verifyReferenceDigest(int index, bool& missingExternalData, ExtPtrArraySb& refDirs,
