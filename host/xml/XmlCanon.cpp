@@ -66,8 +66,15 @@ bool XmlCanon::xmlCanonicalize(const StringBuffer& input, const char* fragmentId
     LogContextExitor ctx(log, "xmlCanonicalize");
     try {
         dom::Document local;
-        const dom::ParseResult parsed =
-            m_parsed != nullptr ? dom::ParseResult{true, 0, 0, 0, {}} : local.parse(input.str());
+        // Only a whole document's canonical form includes what follows the root element; a
+        // fragment does not care whether that text is well-formed (an SII extract keeps the
+        // character after </DTE>, which may be the "<" of the next tag).
+        dom::ParseLimits limits;
+        const std::string_view whole = fragmentId != nullptr ? fragmentId : "";
+        limits.allowTrailingAfterRoot =
+            m_ebicsMode || (!whole.empty() && whole != "xpointer(/)") || startOffset != 0;
+        const dom::ParseResult parsed = m_parsed != nullptr ? dom::ParseResult{true, 0, 0, 0, {}}
+                                                            : local.parse(input.str(), limits);
         const dom::Document& doc = m_parsed != nullptr ? *m_parsed : local;
         if (!parsed.ok) {
             log.LogError("Failed to parse the XML to be canonicalized.");

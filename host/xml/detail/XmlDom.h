@@ -55,6 +55,9 @@ struct Node {
 };
 
 struct ParseLimits {
+    // Accept text after the root element that is not well-formed (the parse then ends with the
+    // root): for callers that use only the root's subtree, such as a fragment's canonical form.
+    bool allowTrailingAfterRoot = false;
     std::size_t maxDepth = 10000;                          // element nesting
     std::size_t maxAttributes = 10000;                     // attributes on one start tag
     std::size_t maxNodes = 10000000;                       // nodes (about 160 bytes each)

@@ -250,7 +250,10 @@ ParseResult Document::parse(std::string_view utf8, const ParseLimits& limits) {
         pos += n;
     } while (status == XML_STATUS_OK && pos < utf8.size());
 
-    if (status == XML_STATUS_OK && !st.stopped) {
+    const bool rootComplete = st.current == documentNode() && rootElement() != nullptr;
+    if (!st.stopped && (status == XML_STATUS_OK ||
+                        (limits.allowTrailingAfterRoot && rootComplete &&
+                         XML_GetCurrentByteIndex(parser.get()) >= rootElement()->end))) {
         ParseResult ok;
         ok.ok = true;
         return ok;
