@@ -1,0 +1,129 @@
+// ClsJsonObject: the option bag handed to the timestamp services, and Psdk's generator pieces.
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "host/cms/ClsJsonObject.h"
+#include "host/cms/Psdk.h"
+#include "host/log/LogNull.h"
+#include "host/text/XString.h"
+
+namespace xmldsig {
+namespace {
+
+std::string stringOf(ClsJsonObject& json, const char* path) {
+    XString out;
+    return json.StringOf(XString(path), out) ? out.getUtf8() : "<none>";
+}
+
+TEST(ClsJsonObjectRead, MembersByDottedPath) {
+    ClsJsonObject json;
+    ASSERT_TRUE(json.Load(XString(R"({"timestampToken": {"tsaUrl": "http://tsa.example/",
+        "requestTsaCert": false, "hashAlg": "sha512", "n": 12, "flag": "TRUE"},
+        "top": "x", "arr": [1, 2], "nul": null})")));
+    struct Row {
+        const char* path;
+        const char* text;  // StringOf, "<none>" when it fails
+    } rows[] = {
+        {"timestampToken.tsaUrl", "http://tsa.example/"},
+        {"timestampToken.hashAlg", "sha512"},
+        {"timestampToken.n", "12"},
+        {"timestampToken.requestTsaCert", "false"},
+        {"top", "x"},
+        {"arr", "<none>"},
+        {"nul", "<none>"},
+        {"timestampToken", "<none>"},
+        {"timestampToken.missing", "<none>"},
+        {"top.deeper", "<none>"},
+        {"", "<none>"},
+        {"timestampToken.", "<none>"},
+        {".top", "<none>"},
+        {"timestampToken..tsaUrl", "<none>"},
+    };
+    for (const Row& r : rows) EXPECT_EQ(stringOf(json, r.path), r.text) << r.path;
+
+    bool b = true;
+    EXPECT_TRUE(json.BoolOf(XString("timestampToken.requestTsaCert"), b));
+    EXPECT_FALSE(b);
+    EXPECT_TRUE(json.BoolOf(XString("timestampToken.flag"), b));
+    EXPECT_TRUE(b);
+    EXPECT_FALSE(json.BoolOf(XString("timestampToken.n"), b));
+    EXPECT_FALSE(json.BoolOf(XString("top"), b));
+    EXPECT_TRUE(json.HasMember(XString("nul")));
+    EXPECT_FALSE(json.HasMember(XString("timestampToken.nope")));
+}
+
+TEST(ClsJsonObjectUpdate, CreatesObjectsOnThePathAndEmitsValidJson) {
+    ClsJsonObject json;
+    EXPECT_TRUE(json.UpdateString(XString("timestampToken.tsaUrl"), XString("http://a/")));
+    EXPECT_TRUE(json.UpdateBool(XString("timestampToken.requestTsaCert"), false));
+    EXPECT_TRUE(json.UpdateInt(XString("a.b.c"), 7));
+    EXPECT_TRUE(json.UpdateString(XString("quote"), XString("say \"hi\"\n")));
+    // A path through a member that is not an object changes nothing.
+    EXPECT_FALSE(json.UpdateString(XString("timestampToken.tsaUrl.more"), XString("x")));
+    EXPECT_FALSE(json.UpdateInt(XString(""), 1));
+    EXPECT_FALSE(json.UpdateInt(XString("a..b"), 1));
+    XString emitted;
+    ASSERT_TRUE(json.Emit(emitted));
+    const auto parsed = nlohmann::json::parse(emitted.getUtf8());  // throws on bad JSON
+    EXPECT_EQ(parsed["timestampToken"]["tsaUrl"], "http://a/");
+    EXPECT_EQ(parsed["timestampToken"]["requestTsaCert"], false);
+    EXPECT_EQ(parsed["a"]["b"]["c"], 7);
+    EXPECT_EQ(parsed["quote"], "say \"hi\"\n");
+}
+
+TEST(ClsJsonObjectLoad, RefusesWhatIsNotOneObjectAndKeepsTheOldContent) {
+    const std::string deep = std::string(100000, '[') + std::string(100000, ']');
+    const std::string deepObject = "{\"a\":" + std::string(70, '[') + std::string(70, ']') + "}";
+    const std::string huge = "{\"a\":\"" + std::string(ClsJsonObject::kMaxJsonBytes, 'x') + "\"}";
+    struct Row {
+        const char* name;
+        std::string text;
+        const char* logLine;
+    } rows[] = {
+        {"array", "[1,2]", "not a JSON object"},
+        {"string", "\"x\"", "not a JSON object"},
+        {"truncated", "{\"a\": ", "not a JSON object"},
+        {"trailing", "{} {}", "not a JSON object"},
+        {"bad utf-8", "{\"a\": \"\xC3\x28\"}", "not a JSON object"},
+        {"empty", "", "not a JSON object"},
+        {"deep arrays", deep, "nested too deeply"},
+        {"deep in object", deepObject, "nested too deeply"},
+        {"too large", huge, "too large"},
+    };
+    for (const Row& r : rows) {
+        ClsJsonObject json;
+        ASSERT_TRUE(json.Load(XString(R"({"keep": "me"})")));
+        EXPECT_FALSE(json.Load(XString(r.text.c_str()))) << r.name;
+        EXPECT_NE(json.lastErrorText().find(r.logLine), std::string::npos) << r.name << "\n"
+                                                                           << json.lastErrorText();
+        EXPECT_EQ(stringOf(json, "keep"), "me") << r.name;
+    }
+}
+
+TEST(PsdkIdGenerator, ConstantsAndRangeMapping) {
+    EXPECT_EQ(Psdk::n1(), 48271u);
+    EXPECT_EQ(Psdk::n2(), 2147483647u);
+    struct Row {
+        uint32_t x;
+        int lo, hi, expected;
+    } rows[] = {
+        {0, 1000, 9998, 1000},
+        {8998, 1000, 9998, 9998},
+        {8999, 1000, 9998, 1000},
+        {4294967295u, 1000, 9998, 1000 + 4294967295u % 8999},
+        {5, 3, 3, 3},
+        {5, 9, 3, 9},
+        {7, -2147483647 - 1, 2147483647, -2147483647 - 1 + 7},
+    };
+    for (const Row& r : rows)
+        EXPECT_EQ(Psdk::toIntRange(r.x, r.lo, r.hi), r.expected)
+            << r.x << " " << r.lo << " " << r.hi;
+    const uint32_t t1 = Psdk::getTickCount();
+    const uint32_t t2 = Psdk::getTickCount();
+    EXPECT_LE(static_cast<uint32_t>(t2 - t1), 1000u);  // monotonic, modulo wrap-around
+}
+
+}  // namespace
+}  // namespace xmldsig
