@@ -25,4 +25,7 @@ int runRefs(const ParsedArgs& args);
 extern const Command kC14nCommand;
 int runC14n(const ParsedArgs& args);
 
+extern const Command kTimestampCommand;
+int runTimestamp(const ParsedArgs& args);
+
 }  // namespace xmldsig::cli

@@ -1,5 +1,6 @@
 #include "cli/VerifyOne.h"
 
+#include "cli/Explain.h"
 #include "cli/RefReasons.h"
 #include "host/log/_tvLogger.h"
 
@@ -26,14 +27,20 @@ bool signerAmongGivenKeys(ClsXmlDSig& dsig, const KeyOptions& keys, bool& keyInf
     return found;
 }
 
-void checkReferencesOneByOne(ClsXmlDSig& dsig, SignatureVerdict& v) {
+void checkReferencesOneByOne(ClsXmlDSig& dsig, SignatureVerdict& v, const ExplainTarget& explain) {
+    dsig.put_KeepHashedData(!explain.dir.empty());
     for (int i = 0; i < dsig.get_NumReferences(); ++i) {
         DSigReference ref;
         dsig.describeReference(i, ref);
         const bool ok = dsig.VerifyReferenceDigest(i);
         v.references.push_back(
             {i, ref.m_uri.str(), ref.m_digestMethod.str(), ok, dsig.get_RefFailReason()});
+        if (!ok && dsig.get_RefFailReason() == 1 && !explain.dir.empty())
+            v.explanation +=
+                explain.file + "#" + std::to_string(explain.signature) + " " +
+                explainReference(dsig, explain.dir, explain.file, explain.signature, i);
     }
+    dsig.put_KeepHashedData(false);
 }
 
 bool keyInfoYieldsKey(ClsXmlDSig& dsig) {
@@ -55,7 +62,7 @@ std::string firstReferenceProblem(const SignatureVerdict& v, bool ignoreExternal
 }  // namespace
 
 SignatureVerdict verifySelected(ClsXmlDSig& dsig, const KeyOptions& keys, bool checkReferences,
-                                bool ignoreExternal) {
+                                bool ignoreExternal, const ExplainTarget& explain) {
     SignatureVerdict v;
     StringBuffer canon, prefixes, method, id;
     dsig.describeSignedInfo(canon, prefixes, method, id);
@@ -91,7 +98,7 @@ SignatureVerdict verifySelected(ClsXmlDSig& dsig, const KeyOptions& keys, bool c
     else
         v.keySource = keys.keys().empty() ? "none" : "--key";
 
-    if (checkReferences) checkReferencesOneByOne(dsig, v);
+    if (checkReferences) checkReferencesOneByOne(dsig, v, explain);
     v.valid = ok;
     if (!ok) {
         v.why = checkReferences ? firstReferenceProblem(v, ignoreExternal) : "";

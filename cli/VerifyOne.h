@@ -24,12 +24,20 @@ struct SignatureVerdict {
     bool signedInfoSigned = true;
     std::string signatureMethod, canonicalizationMethod;
     std::vector<ReferenceResult> references;
-    std::string log;  // the diagnostic log of the verification
+    std::string log;          // the diagnostic log of the verification
+    std::string explanation;  // with explain: where the hashed bytes of failed references are
+};
+
+// Where --explain writes, and which file and signature the names are made from.
+struct ExplainTarget {
+    std::string dir;  // empty: do not explain
+    std::string file;
+    int signature = 0;
 };
 
 // Verifies the selected signature. checkReferences false skips the reference digests.
 SignatureVerdict verifySelected(ClsXmlDSig& dsig, const KeyOptions& keys, bool checkReferences,
-                                bool ignoreExternal);
+                                bool ignoreExternal, const ExplainTarget& explain);
 
 // The last error line of the component's log, or "" when there is none.
 std::string lastLoggedError(const ClsBase& component);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "cli/Commands.h"
+#include "cli/Explain.h"
 #include "cli/Input.h"
 #include "cli/RefReasons.h"
 #include "cli/Session.h"
@@ -19,8 +20,8 @@ const Command kRefsCommand{
     "only when every digest matches. External references are read from the files given\n"
     "with --ref-file, else looked up in the --ext-dir directories (by default the\n"
     "document's own directory).",
-    {kOptSignature, kOptExtDir, kOptRefFile, kOptIgnoreExternal, kOptOption, kOptJson, kOptLog,
-     kOptVerbose},
+    {kOptSignature, kOptExtDir, kOptRefFile, kOptIgnoreExternal, kOptExplain, kOptOption, kOptJson,
+     kOptLog, kOptVerbose},
     1,
     1,
 };
@@ -55,6 +56,8 @@ int runRefs(const ParsedArgs& args) {
 
     bool allOk = true;
     std::vector<RefOutcome> outcomes;
+    const bool explain = args.has("--explain");
+    dsig.put_KeepHashedData(explain);
     for (int i = 0; i < dsig.get_NumReferences(); ++i) {
         DSigReference ref;
         dsig.describeReference(i, ref);
@@ -68,6 +71,8 @@ int runRefs(const ParsedArgs& args) {
         allOk = allOk && (o.ok || o.skipped);
         outcomes.push_back(o);
         if (args.has("--log")) std::fprintf(stderr, "%s", dsig.lastErrorText().c_str());
+        if (explain && !o.ok && o.reason == 1)
+            report.errText(explainReference(dsig, args.value("--explain"), file, sig, i));
     }
 
     if (args.has("--json")) {

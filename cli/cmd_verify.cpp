@@ -8,6 +8,7 @@
 
 #include "cli/Batch.h"
 #include "cli/Commands.h"
+#include "cli/Explain.h"
 #include "cli/FileList.h"
 #include "cli/KeyOptions.h"
 #include "cli/RefReasons.h"
@@ -33,6 +34,7 @@ const Command kVerifyCommand{
      kOptExtDir,
      kOptRefFile,
      kOptIgnoreExternal,
+     kOptExplain,
      kOptKey,
      kOptCert,
      kOptCertDir,
@@ -116,8 +118,10 @@ FileOutcome verifyFile(const std::string& file, const ParsedArgs& args, Report& 
             outcome.error = true;
             return outcome;
         }
-        const SignatureVerdict v =
-            verifySelected(dsig, keys, !args.has("--no-refs"), args.has("--ignore-external"));
+        const ExplainTarget explain{args.value("--explain"), file, index};
+        const SignatureVerdict v = verifySelected(dsig, keys, !args.has("--no-refs"),
+                                                  args.has("--ignore-external"), explain);
+        report.errText(v.explanation);
         (v.valid ? outcome.valid : outcome.invalid)++;
         if (args.has("--json"))
             report.outText(

@@ -11,7 +11,7 @@ namespace {
 
 const Subcommand kSubcommands[] = {
     {&kVerifyCommand, runVerify}, {&kInfoCommand, runInfo}, {&kRefsCommand, runRefs},
-    {&kCertsCommand, runCerts},   {&kC14nCommand, runC14n},
+    {&kCertsCommand, runCerts},   {&kC14nCommand, runC14n}, {&kTimestampCommand, runTimestamp},
 };
 
 void printUsage(FILE* to) {

@@ -97,6 +97,13 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
                               const XString& canonVersion, const XString& prefixList,
                               bool withComments, XString& out);
 
+    // What the last reference-digest check hashed, for comparing with what a signer hashed
+    // (this component's own addition). Off by default: keeping it costs a copy per reference.
+    void put_KeepHashedData(bool keep);
+    // The bytes hashed for the last reference checked; when that was an external file streamed
+    // from disk, out stays empty and filePath names the file. False when nothing was hashed.
+    bool GetHashedData(ClsBinData& out, XString& filePath);
+
     // Read-only views for tools and reports (this component's own additions).
     // Short name of the document family detected at load ("" when none).
     const char* detectedFamily() const;
@@ -190,6 +197,10 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
 
   private:
     ClsXmlDSig();
+    DataBuffer* hashRecord() { return m_keepHashedData ? &m_lastHashed : nullptr; }
+    bool m_keepHashedData = false;
+    DataBuffer m_lastHashed;
+    XString m_lastHashedFile;
     // Steps of verifyInternalReference.
     bool applyTransforms(StringBuffer& uri, DSigReference& reference, detail::RefDigestWork& w,
                          LogBase& log);

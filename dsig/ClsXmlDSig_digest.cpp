@@ -8,6 +8,7 @@
 #include "host/log/LogContextExitor.h"
 #include "host/log/RefCountedObjectOwner.h"
 #include "host/text/ContentCoding.h"
+#include "host/xml/ClsBinData.h"
 #include "host/xml/ClsXml.h"
 #include "host/xml/FileSys.h"
 #include "host/xml/_tvFileDataSource.h"
@@ -111,6 +112,8 @@ std::unique_ptr<DSigRefExternalData> findInRefDirs(const StringBuffer& uri, ExtP
 bool ClsXmlDSig::verifyReferenceDigest2(int index, bool& missingExternalData,
                                         ExtPtrArraySb& refDirs, LogBase& log) {
     LogContextExitor ctx(log, "verifyReferenceDigest_inner");
+    m_lastHashed.clear();
+    m_lastHashedFile.clear();
     missingExternalData = false;
     m_refFailReason = 99;
 
@@ -165,8 +168,13 @@ bool ClsXmlDSig::verifyReferenceDigest2(int index, bool& missingExternalData,
     const int hashAlg = reference.getHashAlg();
     DataBuffer digest;
     if (data->m_data.getSize() != 0) {
+        if (DataBuffer* record = hashRecord()) {
+            record->clear();
+            record->append(data->m_data);
+        }
         _tvHash::doHash(data->m_data.getData2(), data->m_data.getSize(), hashAlg, digest);
     } else {
+        if (m_keepHashedData) m_lastHashedFile.copyFromX(data->m_filePath);
         _tvFileDataSource source;
         if (!source.openDataSourceFile(data->m_filePath.getUtf8(), log)) return false;
         if (!_tvHash::hashDataSource(source, hashAlg, nullptr, digest, nullptr, log)) {
@@ -184,6 +192,19 @@ bool ClsXmlDSig::verifyReferenceDigest2(int index, bool& missingExternalData,
     const bool match = calculated.equals(reference.m_digestValue);
     m_refFailReason = match ? 0 : 1;
     return match;
+}
+
+void ClsXmlDSig::put_KeepHashedData(bool keep) {
+    CritSecExitor lock(this);
+    m_keepHashedData = keep;
+}
+
+bool ClsXmlDSig::GetHashedData(ClsBinData& out, XString& filePath) {
+    CritSecExitor lock(this);
+    out.m_data.clear();
+    out.m_data.append(m_lastHashed);
+    filePath.copyFromX(m_lastHashedFile);
+    return m_lastHashed.getSize() != 0 || !m_lastHashedFile.isEmpty();
 }
 
 }  // namespace xmldsig

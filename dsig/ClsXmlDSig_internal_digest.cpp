@@ -14,12 +14,22 @@ namespace xmldsig {
 
 namespace {
 
+// Hashes the bytes, keeping a copy in record when the caller asked to see what was hashed.
+void hashRecorded(const void* data, std::size_t len, int hashAlg, DataBuffer& digest,
+                  DataBuffer* record) {
+    if (record != nullptr) {
+        record->clear();
+        record->append(data, len);
+    }
+    _tvHash::doHash(data, len, hashAlg, digest);
+}
+
 // ZATCA hashes its SignedProperties with an empty-element DigestMethod and signs the lower-case
 // hex text of the digest.
-void zatcaHexDigest(StringBuffer& text, int hashAlg, DataBuffer& digest) {
+void zatcaHexDigest(StringBuffer& text, int hashAlg, DataBuffer& digest, DataBuffer* record) {
     text.replaceFirstOccurance("></ds:DigestMethod>", "/>", false);
     DataBuffer raw;
-    _tvHash::doHash(text.getString(), text.getSize(), hashAlg, raw);
+    hashRecorded(text.getString(), text.getSize(), hashAlg, raw, record);
     StringBuffer hex;
     raw.encodeDB("hex_lower", hex);
     digest.clear();
@@ -62,7 +72,7 @@ bool decodeBase64Content(const StringBuffer& text, DataBuffer& decoded, LogBase&
 // invoice, its SignedProperties reference (no transforms) the element as .NET writes it. Both
 // are computed from the loaded text, so a changed document still changes the digest.
 bool lhdnFormMatches(const StringBuffer& xmlText, const StringBuffer& uri, DSigReference& reference,
-                     bool documentReference, DataBuffer& digest, LogBase& log) {
+                     bool documentReference, DataBuffer& digest, DataBuffer* record, LogBase& log) {
     StringBuffer form;
     if (documentReference) {
         if (!uri.isEmpty()) return false;
@@ -75,7 +85,7 @@ bool lhdnFormMatches(const StringBuffer& xmlText, const StringBuffer& uri, DSigR
         return false;
     }
     digest.clear();
-    _tvHash::doHash(form.getString(), form.getSize(), reference.getHashAlg(), digest);
+    hashRecorded(form.getString(), form.getSize(), reference.getHashAlg(), digest, record);
     StringBuffer calculated;
     digest.encodeDB("base64", calculated);
     log.LogDataSb("calculatedDigest3", calculated);
@@ -89,11 +99,11 @@ bool ClsXmlDSig::computeReferenceDigest(int hashAlg, detail::RefDigestWork& w, L
     if (w.base64Pending) {
         DataBuffer decoded;
         if (!decodeBase64Content(w.text, decoded, log)) return false;
-        _tvHash::doHash(decoded.getData2(), decoded.getSize(), hashAlg, w.digest);
+        hashRecorded(decoded.getData2(), decoded.getSize(), hashAlg, w.digest, hashRecord());
     } else if (m_isZatca && w.text.containsSubstring("SignedProperties")) {
-        zatcaHexDigest(w.text, hashAlg, w.digest);
+        zatcaHexDigest(w.text, hashAlg, w.digest, hashRecord());
     } else {
-        _tvHash::doHash(w.text.getString(), w.text.getSize(), hashAlg, w.digest);
+        hashRecorded(w.text.getString(), w.text.getSize(), hashAlg, w.digest, hashRecord());
         if (w.saveMyInvoisDigest) {
             m_myInvoisDigest.clear();
             m_myInvoisDigest.append(w.digest);
@@ -109,7 +119,7 @@ bool ClsXmlDSig::zatcaRetry(StringBuffer& uri, DSigReference& reference, detail:
     preprocessXmlToTransform(uri, reference, w.text, log);
     StringBuffer algorithm("xml-exc-c14n");
     transformCanonicalize(nullptr, w.text, algorithm, uri, log);  // result deliberately unchecked
-    zatcaHexDigest(w.text, reference.getHashAlg(), w.digest);
+    zatcaHexDigest(w.text, reference.getHashAlg(), w.digest, hashRecord());
     w.calculated.clear();
     w.digest.encodeDB("base64", w.calculated);
     log.LogDataSb("calculatedDigest2", w.calculated);
@@ -138,7 +148,8 @@ bool ClsXmlDSig::compareReferenceDigest(StringBuffer& uri, DSigReference& refere
     }
     if (m_isMyInvois) {
         DataBuffer lhdnDigest;
-        if (lhdnFormMatches(m_xmlText, uri, reference, w.saveMyInvoisDigest, lhdnDigest, log)) {
+        if (lhdnFormMatches(m_xmlText, uri, reference, w.saveMyInvoisDigest, lhdnDigest,
+                            hashRecord(), log)) {
             // The signature value signs this digest, not the one of the transform chain.
             if (w.saveMyInvoisDigest) {
                 m_myInvoisDigest.clear();

@@ -227,6 +227,35 @@ TEST(Cli, ParallelBatchGivesTheSameVerdictsAsOneFileAtATime) {
     }
 }
 
+TEST(Cli, ExplainWritesTheBytesThatWereHashed) {
+    std::string tampered = readFile(example("invoice-enveloped.xml"));
+    tampered.replace(tampered.find("Widget"), 6, "Gadget");
+    const std::string doc = "/tmp/xmldsig_cli_explain.xml", dir = "/tmp/xmldsig_cli_explain";
+    std::ofstream(doc) << tampered;
+    std::system(("rm -rf " + dir + " && mkdir -p " + dir).c_str());
+
+    CliResult r = runCli({"refs", "--explain", dir, "--log", doc});
+    EXPECT_EQ(r.status, 1);
+    const std::string hashedFile = dir + "/xmldsig_cli_explain.xml.sig0.ref0.hashed";
+    EXPECT_NE(r.err.find("bytes hashed are in " + hashedFile), std::string::npos) << r.err;
+    const std::string hashed = readFile(hashedFile);
+    EXPECT_NE(hashed.find("Gadget"), std::string::npos);
+    EXPECT_EQ(hashed.find("<ds:Signature"), std::string::npos) << "the enveloped signature is out";
+
+    // The file holds exactly what was digested: its SHA-256 is the digest the log reports.
+    FILE* p = popen(("openssl dgst -sha256 -binary " + hashedFile + " | base64").c_str(), "r");
+    ASSERT_NE(p, nullptr);
+    char buf[128] = {0};
+    ASSERT_NE(fgets(buf, sizeof buf, p), nullptr);
+    pclose(p);
+    std::string digest(buf);
+    digest.erase(digest.find_last_not_of("\n") + 1);
+    EXPECT_NE(r.err.find("calculatedDigest: " + digest), std::string::npos) << digest;
+
+    CliResult v = runCli({"verify", "--explain", dir, doc});
+    EXPECT_NE(v.err.find("reference 0: the "), std::string::npos) << v.err;
+}
+
 TEST(Cli, DirectoriesNeedRecursion) {
     CliResult r = runCli({"verify", XMLDSIG_CORPUS_DIR});
     EXPECT_EQ(r.status, 1);
