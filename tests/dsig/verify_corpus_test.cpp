@@ -103,7 +103,8 @@ bool checkSignature(const SignatureCase& c) {
     const Exclusion excluded =
         exclusionFor(c.features, !c.keys.keyFiles.empty(), !c.keys.hmacKeyHex.empty());
     if (!excluded.reason.empty()) {
-        std::printf("[ excluded ] %s: %s\n", context.c_str(), excluded.reason.c_str());
+        std::printf("[ excluded ] %s#%d: %s\n", c.row.path.c_str(), c.index,
+                    excluded.reason.c_str());
         EXPECT_FALSE(out.valid) << context << ": verified although " << excluded.reason;
         EXPECT_TRUE(logSaysOneOf(out.log, excluded.logSaysOneOf))
             << context << ": " << excluded.reason << "; the log should say so\n"
@@ -113,7 +114,8 @@ bool checkSignature(const SignatureCase& c) {
     if (!out.valid) {
         const Exclusion maybe = conditionalExclusionFor(c.features);
         if (!maybe.reason.empty() && logSaysOneOf(out.log, maybe.logSaysOneOf)) {
-            std::printf("[ excluded ] %s: %s\n", context.c_str(), maybe.reason.c_str());
+            std::printf("[ excluded ] %s#%d: %s\n", c.row.path.c_str(), c.index,
+                        maybe.reason.c_str());
             return out.valid;
         }
     }
