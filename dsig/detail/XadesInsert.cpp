@@ -106,7 +106,7 @@ void appendObject(StringBuffer& sb, const StringBuffer& prefix, bool sigHasXades
 
 }  // namespace
 
-int idPart() {
+int _idPart() {
     uint32_t x = g_idState.load(std::memory_order_relaxed);
     if (x == 0) x = Psdk::getTickCount();
     x = (x * Psdk::n1()) % Psdk::n2();  // 32-bit product, wrapping on purpose
@@ -118,7 +118,7 @@ int idPart() {
 void appendXmlAttrId(StringBuffer& sb, LogBase&) {
     for (int i = 0; i < 4; ++i) {
         if (i != 0) sb.append("-");
-        sb.append(idPart());
+        sb.append(_idPart());
     }
 }
 

@@ -14,7 +14,7 @@ extern const char kTokenPlaceholder[];  // "ENCAP_TIMESTAMP_BASE64"
 
 // One part of a generated Id: the next value of a process-wide Lehmer generator (seeded from
 // the tick count), mapped onto 1000..9998.
-int idPart();
+int _idPart();
 // Appends four such parts joined by '-' ("1234-5678-9012-3456").
 void appendXmlAttrId(StringBuffer& sb, LogBase& log);
 
