@@ -21,12 +21,18 @@ Session::Session(const ParsedArgs& args, Report& report)
 }
 
 bool Session::load(const std::string& file) {
-    ClsBinData bd;
+    DataBuffer bytes;
     std::string error;
-    if (!readInput(file, bd.m_data, error)) {
+    if (!readInput(file, bytes, error)) {
         m_report.err("xmldsig: %s\n", error.c_str());
         return false;
     }
+    return loadBytes(file, bytes);
+}
+
+bool Session::loadBytes(const std::string& file, const DataBuffer& bytes) {
+    ClsBinData bd;
+    bd.m_data.append(bytes);
     if (m_dsig->LoadSignatureBd(bd)) return true;
     m_report.err("%s: cannot load the document\n%s", file.c_str(), m_dsig->lastErrorText().c_str());
     return false;

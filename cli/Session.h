@@ -21,6 +21,8 @@ class Session {
 
     // Reads and loads the document; on failure prints why (with the log) and returns false.
     bool load(const std::string& file);
+    // The same with the file's bytes already read (file names it in messages).
+    bool loadBytes(const std::string& file, const DataBuffer& bytes);
     ClsXmlDSig& dsig() { return *m_dsig; }
     // The signature indexes the command line asks for (--signature N, else all of them);
     // false (after printing the problem) when N is out of range.

@@ -10,6 +10,7 @@
 #include "cli/Commands.h"
 #include "cli/Explain.h"
 #include "cli/FileList.h"
+#include "cli/Input.h"
 #include "cli/KeyOptions.h"
 #include "cli/RefReasons.h"
 #include "cli/Session.h"
@@ -91,14 +92,56 @@ FileOutcome loadFailure(const std::string& file, const ParsedArgs& args, Report&
     return o;
 }
 
-// Verifies one file with a component and keys of its own.
+// Verifies one signature of a file with a component of its own: a verification leaves state
+// behind (the SII extract, the saved MyInvois digest, the sorting-emulation retry) that must
+// not reach another signature. True when the signature was verified (valid or not).
+bool verifySignatureOfFile(const std::string& file, const DataBuffer& bytes, int index,
+                           const ParsedArgs& args, KeyOptions& keys, Report& report,
+                           FileOutcome& outcome) {
+    Session session(args, report);
+    if (!session.loadBytes(file, bytes) || !keys.applyTo(session.dsig())) return false;
+    ClsXmlDSig& dsig = session.dsig();
+    dsig.put_Selector(index);
+    if (!session.applyReferenceOptions(file)) return false;
+    const ExplainTarget explain{args.value("--explain"), file, index};
+    const SignatureVerdict v =
+        verifySelected(dsig, keys, !args.has("--no-refs"), args.has("--ignore-external"), explain);
+    report.errText(v.explanation);
+    (v.valid ? outcome.valid : outcome.invalid)++;
+    if (args.has("--json"))
+        report.outText(
+            dumpJson(verdictJson(file, index, v, describeSigner(dsig), dsig.detectedFamily())));
+    else if (v.valid)
+        report.out("%s#%d: valid\n", file.c_str(), index);
+    else
+        report.out("%s#%d: invalid (%s)\n", file.c_str(), index, v.why.c_str());
+    if (args.has("--log")) report.errText(v.log);
+    return true;
+}
+
+// Verifies the selected signatures of one file, with keys of its own.
 FileOutcome verifyFile(const std::string& file, const ParsedArgs& args, Report& report) {
     KeyOptions keys;
-    Session session(args, report);
     FileOutcome outcome;
-    if (!keys.load(args) || !session.load(file)) return loadFailure(file, args, report);
-    ClsXmlDSig& dsig = session.dsig();
-    if (dsig.get_NumSignatures() == 0) {
+    int count = 0;
+    std::vector<int> which;
+    DataBuffer bytes;
+    std::string error;
+    if (!readInput(file, bytes, error)) {
+        report.err("xmldsig: %s\n", error.c_str());
+        return loadFailure(file, args, report);
+    }
+    {
+        Session session(args, report);
+        if (!keys.load(args) || !session.loadBytes(file, bytes))
+            return loadFailure(file, args, report);
+        count = session.dsig().get_NumSignatures();
+        if (count != 0 && !session.selectedIndexes(count, which)) {
+            outcome.error = true;
+            return outcome;
+        }
+    }
+    if (count == 0) {
         if (args.has("--json"))
             report.outText(
                 dumpJson({{"file", file}, {"verdict", "invalid"}, {"reason", "no signature"}}));
@@ -107,30 +150,11 @@ FileOutcome verifyFile(const std::string& file, const ParsedArgs& args, Report& 
         outcome.invalid = 1;
         return outcome;
     }
-    std::vector<int> which;
-    if (!session.selectedIndexes(dsig.get_NumSignatures(), which) || !keys.applyTo(dsig)) {
-        outcome.error = true;
-        return outcome;
-    }
     for (int index : which) {
-        dsig.put_Selector(index);
-        if (!session.applyReferenceOptions(file)) {
+        if (!verifySignatureOfFile(file, bytes, index, args, keys, report, outcome)) {
             outcome.error = true;
             return outcome;
         }
-        const ExplainTarget explain{args.value("--explain"), file, index};
-        const SignatureVerdict v = verifySelected(dsig, keys, !args.has("--no-refs"),
-                                                  args.has("--ignore-external"), explain);
-        report.errText(v.explanation);
-        (v.valid ? outcome.valid : outcome.invalid)++;
-        if (args.has("--json"))
-            report.outText(
-                dumpJson(verdictJson(file, index, v, describeSigner(dsig), dsig.detectedFamily())));
-        else if (v.valid)
-            report.out("%s#%d: valid\n", file.c_str(), index);
-        else
-            report.out("%s#%d: invalid (%s)\n", file.c_str(), index, v.why.c_str());
-        if (args.has("--log")) report.errText(v.log);
     }
     return outcome;
 }

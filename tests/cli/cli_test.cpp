@@ -256,6 +256,20 @@ TEST(Cli, ExplainWritesTheBytesThatWereHashed) {
     EXPECT_NE(v.err.find("reference 0: the "), std::string::npos) << v.err;
 }
 
+TEST(Cli, EachSignatureIsVerifiedWithAComponentOfItsOwn) {
+    // The inner DTE signatures of an SII AEC leave their extract behind in a component; the
+    // outer AEC signature verifies only when that state does not reach it.
+    const std::string aec = std::string(XMLDSIG_CORPUS_DIR) +
+                            "/sii-dte/AEC--76354771-K--33--170--SEQ-2-canonicalized-c14n.xml";
+    CliResult all = runCli({"verify", aec});
+    CliResult alone = runCli({"verify", "--signature", "4", aec});
+    EXPECT_NE(alone.out.find("#4: valid"), std::string::npos) << alone.out;
+    EXPECT_NE(all.out.find("#4: valid"), std::string::npos) << all.out;
+    // From standard input the document is read once and still reloaded for each signature.
+    CliResult piped = runCli({"verify", "-"}, readFile(aec));
+    EXPECT_NE(piped.out.find("-#4: valid"), std::string::npos) << piped.out;
+}
+
 TEST(Cli, DirectoriesNeedRecursion) {
     CliResult r = runCli({"verify", XMLDSIG_CORPUS_DIR});
     EXPECT_EQ(r.status, 1);

@@ -14,6 +14,7 @@
 #include "host/log/_tvLogger.h"
 #include "support/DsigTestUtil.h"
 #include "support/SignerTools.h"
+#include "support/ZatcaEvidence.h"
 
 namespace xmldsig::test {
 namespace {
@@ -62,32 +63,6 @@ std::string corpus(const std::string& path) {
     return readFile(corpusPath(path));
 }
 
-// The content of the n-th (from 0) element with that tag, as written.
-std::string elementText(const std::string& xml, const std::string& tag, int n = 0) {
-    std::size_t pos = 0;
-    for (int i = 0; i <= n; ++i) {
-        do {
-            pos = xml.find("<" + tag, pos);
-            if (pos == std::string::npos) return "";
-            pos += tag.size() + 1;
-        } while (xml[pos] != '>' && !std::isspace(static_cast<unsigned char>(xml[pos])));
-        pos = xml.find('>', pos) + 1;
-    }
-    return xml.substr(pos, xml.find("</" + tag + ">", pos) - pos);
-}
-
-std::string withoutWhiteSpace(std::string s) {
-    s.erase(std::remove_if(s.begin(), s.end(),
-                           [](char c) { return std::isspace(static_cast<unsigned char>(c)); }),
-            s.end());
-    return s;
-}
-
-// DigestValue of the reference at index (0 the invoice, 1 the SignedProperties).
-std::string storedDigest(const std::string& xml, int index) {
-    return withoutWhiteSpace(elementText(xml, "ds:DigestValue", index));
-}
-
 std::vector<unsigned char> base64Decoded(const std::string& text) {
     static const std::string alphabet =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -114,19 +89,6 @@ std::string qrInvoiceHash(const std::string& xml) {
         if (tlv[i] == 6) return std::string(tlv.begin() + i + 2, tlv.begin() + i + 2 + tlv[i + 1]);
     }
     return "";
-}
-
-// What ZATCA hashes, computed by xmllint and openssl: the invoice without its extensions,
-// cac:Signature and QR reference, in Canonical XML 1.1 without comments.
-std::string zatcaInvoiceHash(const std::string& xml) {
-    std::string text = withoutSpan(xml, "<ext:UBLExtensions>", "</ext:UBLExtensions>");
-    text = withoutSpan(text, "<cac:Signature>", "</cac:Signature>");
-    const std::size_t qr = text.find("<cbc:ID>QR</cbc:ID>");
-    const std::size_t open = text.rfind("<cac:AdditionalDocumentReference>", qr);
-    const std::string close = "</cac:AdditionalDocumentReference>";
-    text.erase(open, text.find(close, qr) + close.size() - open);
-    text = std::regex_replace(text, std::regex("<!--[^]*?-->"), "");
-    return digestBase64(xmllintCanonical(text, "--c14n11"), "sha256");
 }
 
 // Test names made of a corpus path ("zatca/a-b.xml" gives "zatca_a_b_xml").
