@@ -7,7 +7,7 @@ packages=(
     build-essential cmake ninja-build pkg-config
     libexpat1-dev libssl-dev libcurl4-openssl-dev nlohmann-json3-dev
     libgtest-dev libgmock-dev libbenchmark-dev
-    libxml2-utils xmlsec1 openssl clang-format
+    libxml2-utils xmlsec1 openssl clang-format python3
 )
 
 missing=()
