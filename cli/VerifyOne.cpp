@@ -27,6 +27,14 @@ bool signerAmongGivenKeys(ClsXmlDSig& dsig, const KeyOptions& keys, bool& keyInf
     return found;
 }
 
+void listMatchedReferences(ClsXmlDSig& dsig, SignatureVerdict& v) {
+    for (int i = 0; i < dsig.get_NumReferences(); ++i) {
+        DSigReference ref;
+        dsig.describeReference(i, ref);
+        v.references.push_back({i, ref.m_uri.str(), ref.m_digestMethod.str(), true, 0});
+    }
+}
+
 void checkReferencesOneByOne(ClsXmlDSig& dsig, SignatureVerdict& v, const ExplainTarget& explain) {
     dsig.put_KeepHashedData(!explain.dir.empty());
     for (int i = 0; i < dsig.get_NumReferences(); ++i) {
@@ -98,7 +106,12 @@ SignatureVerdict verifySelected(ClsXmlDSig& dsig, const KeyOptions& keys, bool c
     else
         v.keySource = keys.keys().empty() ? "none" : "--key";
 
-    if (checkReferences) checkReferencesOneByOne(dsig, v, explain);
+    // A valid signature had every reference digest match; only a failure needs the references
+    // checked one by one to say which (and --ignore-external needs it to tell skipped ones).
+    if (checkReferences && ok && !ignoreExternal)
+        listMatchedReferences(dsig, v);
+    else if (checkReferences)
+        checkReferencesOneByOne(dsig, v, explain);
     v.valid = ok;
     if (!ok) {
         v.why = checkReferences ? firstReferenceProblem(v, ignoreExternal) : "";

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
 
@@ -95,11 +96,11 @@ FileOutcome loadFailure(const std::string& file, const ParsedArgs& args, Report&
 // Verifies one signature of a file with a component of its own: a verification leaves state
 // behind (the SII extract, the saved MyInvois digest, the sorting-emulation retry) that must
 // not reach another signature. True when the signature was verified (valid or not).
-bool verifySignatureOfFile(const std::string& file, const DataBuffer& bytes, int index,
+// The session given is fresh (just loaded, nothing verified yet).
+bool verifySignatureOfFile(const std::string& file, Session& session, int index,
                            const ParsedArgs& args, KeyOptions& keys, Report& report,
                            FileOutcome& outcome) {
-    Session session(args, report);
-    if (!session.loadBytes(file, bytes) || !keys.applyTo(session.dsig())) return false;
+    if (!keys.applyTo(session.dsig())) return false;
     ClsXmlDSig& dsig = session.dsig();
     dsig.put_Selector(index);
     if (!session.applyReferenceOptions(file)) return false;
@@ -131,15 +132,14 @@ FileOutcome verifyFile(const std::string& file, const ParsedArgs& args, Report& 
         report.err("xmldsig: %s\n", error.c_str());
         return loadFailure(file, args, report);
     }
-    {
-        Session session(args, report);
-        if (!keys.load(args) || !session.loadBytes(file, bytes))
-            return loadFailure(file, args, report);
-        count = session.dsig().get_NumSignatures();
-        if (count != 0 && !session.selectedIndexes(count, which)) {
-            outcome.error = true;
-            return outcome;
-        }
+    // The first signature uses the component that counted them; every further one a fresh one.
+    auto session = std::make_unique<Session>(args, report);
+    if (!keys.load(args) || !session->loadBytes(file, bytes))
+        return loadFailure(file, args, report);
+    count = session->dsig().get_NumSignatures();
+    if (count != 0 && !session->selectedIndexes(count, which)) {
+        outcome.error = true;
+        return outcome;
     }
     if (count == 0) {
         if (args.has("--json"))
@@ -150,8 +150,12 @@ FileOutcome verifyFile(const std::string& file, const ParsedArgs& args, Report& 
         outcome.invalid = 1;
         return outcome;
     }
-    for (int index : which) {
-        if (!verifySignatureOfFile(file, bytes, index, args, keys, report, outcome)) {
+    for (std::size_t k = 0; k < which.size(); ++k) {
+        if (k > 0) {
+            session = std::make_unique<Session>(args, report);
+            if (!session->loadBytes(file, bytes)) return loadFailure(file, args, report);
+        }
+        if (!verifySignatureOfFile(file, *session, which[k], args, keys, report, outcome)) {
             outcome.error = true;
             return outcome;
         }
