@@ -143,6 +143,10 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
     bool publicKeyFromKeyInfo(ClsXml& keyInfo, ExtPtrArrayRc& keys, LogBase& log);
     bool keysFromTokenReference(ClsXml& str, ExtPtrArrayRc& keys, StringHashSet& seen,
                                 LogBase& log);
+    // The certificate (base64) of the BinarySecurityToken a token reference's Reference points
+    // at; a PKI path gives its last certificate. False, logged, when there is none.
+    bool certOfReferencedToken(ClsXml& ref, bool fallBackToAnyToken, const char* locatingInfo,
+                               StringBuffer& content, LogBase& log);
     ClsXml* getKeyInfo(LogBase& log);
     bool certsFromKeyInfo(ClsXml& keyInfo, ClsStringArray& out, LogBase& log);
     bool certsFromTokenReference(ClsXml& str, ClsStringArray& out, StringHashSet& seen,

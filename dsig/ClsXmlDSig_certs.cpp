@@ -113,32 +113,11 @@ bool ClsXmlDSig::certsFromTokenReference(ClsXml& str, ClsStringArray& out, Strin
     ClsXml* ref = str.getChildWithTagUtf8("*:Reference");
     if (ref == nullptr) return true;
     RefCountedObjectOwner refOwner(ref);
-    StringBuffer uri, valueType;
-    const bool hasUri = ref->getAttrValue("URI", uri);
-    const bool hasType = ref->getAttrValue("ValueType", valueType);
-    if (!hasUri || !hasType || !uri.beginsWith("#") || !valueType.containsSubstring("#X509")) {
-        log.LogError("Unhandled security token reference.");
-        log.LogDataSb("uri", uri);
-        log.LogDataSb("valueType", valueType);
-        return false;
-    }
-    log.LogInfo("Need to locate BinarySecurityToken within XML....");
-    log.LogDataSb("URI", uri);
-    if (m_xmlDoc == nullptr) return false;
-    ClsXml* token = m_xmlDoc->searchForAttribute(nullptr, "*:BinarySecurityToken", "*:Id", false,
-                                                 uri.getString() + 1);
-    if (token == nullptr) {
-        log.LogError("Failed to find the wsse:BinarySecurityToken element");
-        return false;
-    }
-    RefCountedObjectOwner tokenOwner(token);
+    // Unlike the key search, no other token stands in for a missing one.
     StringBuffer content;
-    token->getContentSb(content);
-    if (valueType.containsSubstring("X509PKIPathv1")) {
-        StringBuffer last;
-        if (!pkiPathV1_to_cert(content, last, log)) return false;
-        content.takeSb(last);
-    }
+    if (!certOfReferencedToken(*ref, false, "Need to locate BinarySecurityToken within XML....",
+                               content, log))
+        return false;
     acceptCert(content, out, process);
     return true;
 }

@@ -45,6 +45,41 @@ ClsXml* findToken(ClsXml& doc, const char* attr, const char* pattern) {
 
 }  // namespace
 
+bool ClsXmlDSig::certOfReferencedToken(ClsXml& ref, bool fallBackToAnyToken,
+                                       const char* locatingInfo, StringBuffer& content,
+                                       LogBase& log) {
+    StringBuffer uri, valueType;
+    const bool hasUri = ref.getAttrValue("URI", uri);
+    const bool hasType = ref.getAttrValue("ValueType", valueType);
+    if (!hasUri || !hasType || !uri.beginsWith("#") || !valueType.containsSubstring("#X509")) {
+        log.LogError("Unhandled security token reference.");
+        log.LogDataSb("uri", uri);
+        log.LogDataSb("valueType", valueType);
+        return false;
+    }
+    log.LogInfo(locatingInfo);
+    log.LogDataSb("URI", uri);
+    if (m_xmlDoc == nullptr) return false;
+    ClsXml* token = findToken(*m_xmlDoc, "*:Id", uri.getString() + 1);
+    if (token == nullptr && fallBackToAnyToken) {
+        log.LogInfo(
+            "Did not find a BinarySecurityToken with the specified URI.  Looking for any "
+            "BinarySecurityToken...");
+        token = m_xmlDoc->searchForTag(nullptr, "*:BinarySecurityToken");
+    }
+    if (token == nullptr) {
+        log.LogError("Failed to find the wsse:BinarySecurityToken element");
+        return false;
+    }
+    RefCountedObjectOwner tokenOwner(token);
+    token->getContentSb(content);
+    if (!valueType.containsSubstring("X509PKIPathv1")) return true;
+    StringBuffer last;
+    if (!pkiPathV1_to_cert(content, last, log)) return false;
+    content.takeSb(last);
+    return true;
+}
+
 bool ClsXmlDSig::keysFromTokenReference(ClsXml& str, ExtPtrArrayRc& keys, StringHashSet& seen,
                                         LogBase& log) {
     if (log.verbose()) log.LogInfo("Check for and handle SecurityTokenReference cases..");
@@ -58,37 +93,10 @@ bool ClsXmlDSig::keysFromTokenReference(ClsXml& str, ExtPtrArrayRc& keys, String
     if (ClsXml* ref = str.getChildWithTagUtf8("*:Reference")) {
         RefCountedObjectOwner refOwner(ref);
         if (log.verbose()) log.LogInfo("We have a *:Reference...");
-        StringBuffer uri, valueType;
-        const bool hasUri = ref->getAttrValue("URI", uri);
-        const bool hasType = ref->getAttrValue("ValueType", valueType);
-        if (!hasUri || !hasType || !uri.beginsWith("#") || !valueType.containsSubstring("#X509")) {
-            log.LogError("Unhandled security token reference.");
-            log.LogDataSb("uri", uri);
-            log.LogDataSb("valueType", valueType);
-            return false;
-        }
-        log.LogInfo("Need to locate BinarySecurityToken within XML...");
-        log.LogDataSb("URI", uri);
-        if (m_xmlDoc == nullptr) return false;
-        ClsXml* token = findToken(*m_xmlDoc, "*:Id", uri.getString() + 1);
-        if (token == nullptr) {
-            log.LogInfo(
-                "Did not find a BinarySecurityToken with the specified URI.  Looking for any "
-                "BinarySecurityToken...");
-            token = m_xmlDoc->searchForTag(nullptr, "*:BinarySecurityToken");
-        }
-        if (token == nullptr) {
-            log.LogError("Failed to find the wsse:BinarySecurityToken element");
-            return false;
-        }
-        RefCountedObjectOwner tokenOwner(token);
         StringBuffer content;
-        token->getContentSb(content);
-        if (valueType.containsSubstring("X509PKIPathv1")) {
-            StringBuffer last;
-            if (!pkiPathV1_to_cert(content, last, log)) return false;
-            content.takeSb(last);
-        }
+        if (!certOfReferencedToken(*ref, true, "Need to locate BinarySecurityToken within XML...",
+                                   content, log))
+            return false;
         ClsPublicKey* key = publicKeyFromCertBase64(content, seen, log);
         if (key == nullptr) {
             log.LogError("Failed to get public key from cert.");
