@@ -56,6 +56,17 @@ bool KeyOptions::load(const ParsedArgs& args) {
         std::fprintf(stderr, "xmldsig: option '--hmac-encoding' needs '--hmac-key'\n");
         return false;
     }
+    static const char* const kEncodings[] = {"ascii", "utf-8",  "utf8",
+                                             "hex",   "base64", "base64url"};
+    bool known = false;
+    for (const char* e : kEncodings) known = known || m_hmacEncoding == e;
+    if (!known) {
+        std::fprintf(stderr,
+                     "xmldsig: --hmac-encoding %s: expected ascii, utf-8, hex, base64 or "
+                     "base64url\n",
+                     m_hmacEncoding.c_str());
+        return false;
+    }
     return true;
 }
 

@@ -7,9 +7,42 @@
 namespace xmldsig::cli {
 
 std::string lastLoggedError(const ClsBase& component) {
+    // The lines by which VerifySignature itself says why it failed; errors logged on the way
+    // (an EBICS search running past the last element, a missing KeyInfo when the caller gave
+    // the key) are not the reason.
+    static const char* const kVerdictLines[] = {
+        "There are no signatures.",
+        "There are no references.",
+        "No Reference at index 0",
+        "Unable to find the Signature",
+        "The signature found in the text is not the selected signature.",
+        "Verification of encapsulated timestamp failed.",
+        "Unable to get SignedInfo CanonicalizationMethod.",
+        "Failed to canonicalize",
+        "Failed to get first reference for signature verification.",
+        "Failed to get invoiceHash for signature verification.",
+        "Unable to find the SignatureValue element.",
+        "Failed to decode base64 SignatureValue.",
+        "Unable to location the SignatureMethod algorithm within the SignedInfo.",
+        "Hash algorithm not implemented yet by Tavolin.",
+        "Key type not implemented yet by Tavolin.",
+        "No public key available to verify signature.",
+        "No HMAC key available to verify signature.",
+        "Invalid key type",
+        "Public key is not an RSA key.",
+        "RSA verify hash found the signature to be invalid.",
+        "RSA verify hash failed.",
+        "DSA verify hash failed.",
+        "ECDSA verify hash found the signature to be invalid.",
+        "HMAC verify failed.",
+        "HMAC validation failed.",
+    };
     const auto& entries = component.logger().entries();
-    for (auto it = entries.rbegin(); it != entries.rend(); ++it)
-        if (it->kind == _tvLogger::EntryKind::Error) return it->text;
+    for (auto it = entries.rbegin(); it != entries.rend(); ++it) {
+        if (it->kind != _tvLogger::EntryKind::Error) continue;
+        for (const char* line : kVerdictLines)
+            if (it->text.rfind(line, 0) == 0) return it->text;
+    }
     return "";
 }
 

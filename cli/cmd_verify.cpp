@@ -53,13 +53,15 @@ const Command kVerifyCommand{
 namespace {
 
 nlohmann::json verdictJson(const std::string& file, int index, const SignatureVerdict& v,
-                           const SignerInfo& signer, const char* family) {
+                           const SignerInfo& signer, const char* family, bool ignoreExternal) {
     nlohmann::json refs = nlohmann::json::array();
     for (const auto& r : v.references)
         refs.push_back({{"index", r.index},
                         {"uri", r.uri},
                         {"digestMethod", r.digestMethod},
-                        {"result", r.ok ? "match" : "fail"},
+                        {"result", r.ok                              ? "match"
+                                   : ignoreExternal && r.reason == 2 ? "skipped"
+                                                                     : "fail"},
                         {"refFailReason", r.reason},
                         {"reason", refFailReasonText(r.reason)}});
     nlohmann::json j = {{"file", file},
@@ -110,8 +112,8 @@ bool verifySignatureOfFile(const std::string& file, Session& session, int index,
     report.errText(v.explanation);
     (v.valid ? outcome.valid : outcome.invalid)++;
     if (args.has("--json"))
-        report.outText(
-            dumpJson(verdictJson(file, index, v, describeSigner(dsig), dsig.detectedFamily())));
+        report.outText(dumpJson(verdictJson(file, index, v, describeSigner(dsig),
+                                            dsig.detectedFamily(), args.has("--ignore-external"))));
     else if (v.valid)
         report.out("%s#%d: valid\n", file.c_str(), index);
     else

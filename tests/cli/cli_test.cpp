@@ -270,6 +270,20 @@ TEST(Cli, EachSignatureIsVerifiedWithAComponentOfItsOwn) {
     EXPECT_NE(piped.out.find("-#4: valid"), std::string::npos) << piped.out;
 }
 
+TEST(Cli, IgnoredExternalReferencesAreReportedAsSkipped) {
+    // A detached signature whose file is nowhere to be found.
+    std::string doc = readFile(example("detached-file.xml"));
+    CliResult r =
+        runCli({"verify", "--json", "--ignore-external", "--ext-dir", "/nonexistent", "-"}, doc);
+    auto j = nlohmann::json::parse(r.out);
+    EXPECT_EQ(j["references"][0]["result"], "skipped") << r.out;
+    EXPECT_EQ(j["references"][0]["refFailReason"], 2);
+    CliResult bad = runCli({"verify", "--hmac-key", "x", "--hmac-encoding", "rot13",
+                            example("invoice-enveloped.xml")});
+    EXPECT_EQ(bad.status, 2);
+    EXPECT_NE(bad.err.find("--hmac-encoding rot13"), std::string::npos) << bad.err;
+}
+
 TEST(Cli, DirectoriesNeedRecursion) {
     CliResult r = runCli({"verify", XMLDSIG_CORPUS_DIR});
     EXPECT_EQ(r.status, 1);
