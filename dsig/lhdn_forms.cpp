@@ -10,6 +10,7 @@
 #include "dsig/detail/LhdnForms.h"
 #include "host/log/LogContextExitor.h"
 #include "host/xml/XmlCanon.h"
+#include "host/xml/XmlSigRemoval.h"
 #include "host/xml/detail/XmlDom.h"
 #include "host/xml/detail/XmlLocateUtil.h"
 
@@ -115,16 +116,7 @@ bool withoutSignatureParts(const StringBuffer& xmlText, StringBuffer& out, LogBa
         ranges.emplace_back(c->start, c->end);
     }
     if (log.verbose()) log.LogDataLong("numElementsLeftOut", static_cast<long>(ranges.size()));
-    const std::string& src = xmlText.str();
-    std::string result;
-    result.reserve(src.size());
-    std::size_t pos = 0;
-    for (const auto& [begin, end] : ranges) {
-        result.append(src, pos, begin - pos);
-        pos = end;
-    }
-    result.append(src, pos, std::string::npos);
-    return out.setString(result);
+    return out.setString(XmlSigRemoval::textWithoutRanges(xmlText.str(), ranges));
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "host/text/DataBuffer.h"
 #include "host/text/ExtPtrArray.h"
 #include "host/text/StringBuffer.h"
+#include "host/xml/XmlEscape.h"
 
 namespace xmldsig {
 namespace {
@@ -137,7 +138,7 @@ bool XmlWriter::writeValue(const DerHeader& h, std::string& error) {
     const bool empty = text.empty();
     startTag(name, h, unusedBits, empty);
     if (!empty) {
-        detail::appendXmlEscaped(text, m_out);
+        appendXmlEscapedText(text, m_out);
         m_out += "</";
         m_out += name;
         m_out += ">";

@@ -46,7 +46,12 @@ bool XmlSigRemoval::removeSignatures(const StringBuffer& text, _tvXmlDtd&, Strin
     if (!detail::parseLogged(text, doc, log)) return false;
     std::vector<std::pair<uint32_t, uint32_t>> ranges;
     if (!outermostSignatureRanges(doc, ranges, log)) return false;
-    const std::string& src = text.str();
+    if (log.verbose()) log.LogDataLong("numSignaturesRemoved", static_cast<long>(ranges.size()));
+    return out.setString(textWithoutRanges(text.str(), ranges));
+}
+
+std::string XmlSigRemoval::textWithoutRanges(
+    const std::string& src, const std::vector<std::pair<uint32_t, uint32_t>>& ranges) {
     std::string result;
     result.reserve(src.size());
     std::size_t pos = 0;
@@ -55,8 +60,7 @@ bool XmlSigRemoval::removeSignatures(const StringBuffer& text, _tvXmlDtd&, Strin
         pos = end;
     }
     result.append(src, pos, std::string::npos);
-    if (log.verbose()) log.LogDataLong("numSignaturesRemoved", static_cast<long>(ranges.size()));
-    return out.setString(result);
+    return result;
 }
 
 }  // namespace xmldsig

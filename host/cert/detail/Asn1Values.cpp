@@ -367,25 +367,4 @@ bool encodeAsn1Value(Asn1Kind kind, std::string_view text, int unusedBits, std::
     return false;
 }
 
-void appendXmlEscaped(std::string_view text, std::string& out) {
-    for (char c : text) {
-        switch (c) {
-            case '&':
-                out += "&amp;";
-                break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '>':
-                out += "&gt;";
-                break;
-            case '\r':
-                out += "&#13;";
-                break;
-            default:
-                out.push_back(c);
-        }
-    }
-}
-
 }  // namespace xmldsig::detail

@@ -52,8 +52,4 @@ bool renderAsn1Value(Asn1Kind kind, const unsigned char* p, std::size_t n, std::
 bool encodeAsn1Value(Asn1Kind kind, std::string_view text, int unusedBits, std::string& out,
                      std::string& error);
 
-// Appends text escaped for XML character data (&, <, > and CR, which a parser would otherwise
-// turn into LF).
-void appendXmlEscaped(std::string_view text, std::string& out);
-
 }  // namespace xmldsig::detail

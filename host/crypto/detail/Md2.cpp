@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "host/crypto/detail/BlockFeed.h"
+
 namespace xmldsig::detail {
 namespace {
 
@@ -56,18 +58,8 @@ void Md2::compress(const std::uint8_t* block) {
 }
 
 void Md2::update(const void* data, std::size_t length) {
-    const auto* in = static_cast<const std::uint8_t*>(data);
-    while (length > 0) {
-        const std::size_t take = std::min(length, kBlockSize - m_buffered);
-        std::memcpy(m_buffer + m_buffered, in, take);
-        m_buffered += take;
-        in += take;
-        length -= take;
-        if (m_buffered == kBlockSize) {
-            compress(m_buffer);
-            m_buffered = 0;
-        }
-    }
+    feedBlocks(m_buffer, m_buffered, data, length,
+               [this](const std::uint8_t* block) { compress(block); });
 }
 
 void Md2::final(std::uint8_t* out) {

@@ -1,29 +1,10 @@
 #include "host/xml/detail/XmlSerialize.h"
 
+#include "host/xml/XmlEscape.h"
+
 namespace xmldsig::detail {
 
 namespace {
-
-void appendEscapedText(std::string_view s, std::string& out) {
-    for (char c : s) {
-        switch (c) {
-            case '&':
-                out += "&amp;";
-                break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '>':
-                out += "&gt;";
-                break;
-            case '\r':
-                out += "&#13;";
-                break;
-            default:
-                out += c;
-        }
-    }
-}
 
 // White space characters are written as references so that a re-parse does not normalize them.
 void appendEscapedAttr(std::string_view s, std::string& out) {
@@ -69,7 +50,7 @@ void enter(const dom::Node& n, std::string& out) {
             out += n.firstChild ? ">" : "/>";
             break;
         case dom::NodeType::Text:
-            appendEscapedText(n.value, out);
+            appendXmlEscapedText(n.value, out);
             break;
         case dom::NodeType::Comment:
             out += "<!--";
