@@ -13,6 +13,12 @@ case "$flavour" in
 esac
 generator=()
 command -v ninja >/dev/null && generator=(-G Ninja)
+# ccache, when present, makes rebuilds of other checkouts of the same sources cheap: paths
+# are taken relative to the checkout so that one cache serves all of them.
+if command -v ccache >/dev/null; then
+    export CCACHE_BASEDIR="$root"
+    args+=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache)
+fi
 cmake -S "$root" -B "$dir" "${generator[@]}" "${args[@]}" "$@" >/dev/null
 cmake --build "$dir" -j "$(nproc)"
 echo "$dir"
