@@ -7,6 +7,8 @@
 #   XMLDSIG  path of the xmldsig tool (default build/release/xmldsig, then build-bench/xmldsig)
 #   OUT      where to write the results (default bench/RESULTS.md)
 #   KEEP     a directory to copy the signed documents and the certificate into (for profiling)
+#   INPROC   the in-process benchmark xmldsig_bench_verify (default: next to the tool in
+#            bench/, when built); its verifications per second are added to the results
 set -uo pipefail
 
 here=$(cd "$(dirname "$0")" && pwd)
@@ -139,6 +141,36 @@ if [ -n "${KEEP:-}" ]; then
     cp "$work"/signed*.xml "$work/cert.pem" "$KEEP"/ || die "cannot copy into $KEEP"
 fi
 
+inproc=${INPROC:-$(dirname "$tool")/bench/xmldsig_bench_verify}
+inproc_rows=""
+if [ -x "$inproc" ]; then
+    echo "in-process benchmark..." >&2
+    inproc_json="$work/inproc.json"
+    if "$inproc" --benchmark_format=json --benchmark_repetitions=3 \
+        --benchmark_report_aggregates_only=true >"$inproc_json" 2>"$work/inproc.log"; then
+        inproc_rows=$(python3 - "$inproc_json" <<'PY'
+import json, sys
+rows = {}
+for b in json.load(open(sys.argv[1]))["benchmarks"]:
+    if b.get("aggregate_name") != "median":
+        continue
+    name, size = b["run_name"].split("/")[:2]
+    rows.setdefault(int(size), {})[name] = b["items_per_second"]
+labels = {3072: "3 KB", 1 << 20: "1 MB", 5 << 20: "5 MB"}
+for size in sorted(rows):
+    ours = rows[size].get("BM_VerifyXmldsig", 0)
+    theirs = rows[size].get("BM_VerifyXmlsec1", 0)
+    ratio = ours / theirs if theirs else 0
+    print("| %s | %.1f | %.1f | %.2f |" % (labels.get(size, str(size)), ours, theirs, ratio))
+PY
+)
+    else
+        failures=$((failures + 1))
+        echo "!!! the in-process benchmark failed:" >&2
+        sed 's/^/!!!   /' "$work/inproc.log" | head -n 20 >&2
+    fi
+fi
+
 dirty=""
 if [ -n "$(git -C "$root" status --porcelain -- host dsig cli 2>/dev/null)" ]; then
     dirty=" with uncommitted changes in host/, dsig/ or cli/ (a shared working tree)"
@@ -151,13 +183,23 @@ build_type=$(grep -s "^CMAKE_BUILD_TYPE:" "$(dirname "$tool")/CMakeCache.txt" | 
     echo
     echo "- machine: $(uname -m), $(grep -m1 '^model name' /proc/cpuinfo | cut -d: -f2- | sed 's/^ *//'), $(nproc) cores"
     echo "- load average when the timing started: $load"
-    echo "- xmldsig: commit $(git -C "$root" rev-parse --short HEAD 2>/dev/null || echo unknown)$dirty, build type ${build_type:-unknown} ($tool)"
+    echo "- xmldsig: commit $(git -C "$root" rev-parse --short HEAD 2>/dev/null || echo unknown)$dirty, build type ${build_type:-unknown}"
     echo "- $(xmlsec1 --version); $(openssl version | cut -d'(' -f1)"
     echo
     echo "| document | bytes | line items | xmldsig verify (ms) | xmlsec1 --verify (ms) | ratio | xmldsig peak RSS (KiB) | xmlsec1 peak RSS (KiB) |"
     echo "|---|---:|---:|---:|---:|---:|---:|---:|"
     cat "$work/rows"
     echo
+    if [ -n "$inproc_rows" ]; then
+        echo "In process, single thread (\`xmldsig_bench_verify\`, median of 3 repetitions): verifications"
+        echo "per second of \`ClsXmlDSig\` and of libxmlsec1 linked into the same program, each starting"
+        echo "from the document text and a key loaded once."
+        echo
+        echo "| document | xmldsig (verifications/s) | libxmlsec1 (verifications/s) | ratio |"
+        echo "|---|---:|---:|---:|"
+        echo "$inproc_rows"
+        echo
+    fi
     if [ "$failures" -eq 0 ]; then
         echo "Every run of both tools reported the references valid."
     else
@@ -173,8 +215,7 @@ build_type=$(grep -s "^CMAKE_BUILD_TYPE:" "$(dirname "$tool")/CMakeCache.txt" | 
     echo "- Both tools do the same work: every reference digest, then SignedInfo's canonical form"
     echo "  and the RSA-SHA256 signature value under the signer's certificate (\`--key\` for"
     echo "  xmldsig, which also checks that KeyInfo names that signer). xmldsig parses the text"
-    echo "  twice for an enveloped whole-document reference: once on loading and once more after"
-    echo "  the signature is cut out of the text, which is how its transforms work."
+    echo "  once: the enveloped signature is left out of the canonical walk over the loaded tree."
     echo "- The documents are invoices with many line items, signed by xmlsec1 with an enveloped"
     echo "  signature (enveloped-signature and exclusive c14n transforms, SHA-256, RSA-SHA256) and"
     echo "  a freshly generated 2048-bit key."

@@ -181,11 +181,15 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
     // Removes the signature being verified (and the signatures right after it) from the text.
     bool transformEnvelopedSignature(StringBuffer& xml, StringBuffer& algorithm, StringBuffer& uri,
                                      DSigReference& reference, LogBase& log);
+    // The same; with work, whose text must be xml, the signatures may instead be recorded as
+    // spans to leave out of the canonical walk (RefDigestWork::excluded).
+    bool envelopedSignature(StringBuffer& xml, DSigReference& reference,
+                            detail::RefDigestWork* work, LogBase& log);
     bool removeSignatureAndFollowingSigs(StringBuffer& xml, unsigned start, unsigned length,
                                          LogBase& log);
     // The same with the text's tree when one is at hand (null: parse the text).
     bool removeSignatureSpan(StringBuffer& xml, const dom::Document* parsed, unsigned start,
-                             unsigned length, LogBase& log);
+                             unsigned length, LogBase& log, detail::RefDigestWork* work = nullptr);
 
     bool m_withComments = false;
     bool m_ignoreExternalRefs = false;

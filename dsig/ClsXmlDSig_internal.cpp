@@ -78,10 +78,10 @@ bool ClsXmlDSig::verifyInternalReference(int index, StringBuffer& uri, DSigRefer
             StringBuffer algorithm;
             if (uri.getSize() == 0) {
                 algorithm.setString(kEnvelopedUri);
-                transformEnvelopedSignature(w.text, algorithm, uri, reference, log);
+                envelopedSignature(w.text, reference, &w, log);
             }
             algorithm.append(m_isZatca ? "xml-exc-c14n" : "REC-xml-c14n-20010315");
-            if (!transformCanonicalize(nullptr, w.text, algorithm, uri, log)) {
+            if (!transformCanonicalize(nullptr, w.text, algorithm, uri, log, &w)) {
                 m_refFailReason = 5;
                 return false;
             }
@@ -92,6 +92,7 @@ bool ClsXmlDSig::verifyInternalReference(int index, StringBuffer& uri, DSigRefer
         return false;
     }
 
+    w.cutExcluded();  // (a canonicalization has already rendered the spans it left out)
     postProcessTransformedXml(uri, reference, w.text, log);
     if (!computeReferenceDigest(hashAlg, w, log)) return false;
     return compareReferenceDigest(uri, reference, w, log);
@@ -119,12 +120,12 @@ bool ClsXmlDSig::applyTransforms(StringBuffer& uri, DSigReference& reference,
     }
 
     if (!w.envelopedDone && uri.getSize() == 0) {
-        StringBuffer algorithm(kEnvelopedUri);
-        transformEnvelopedSignature(w.text, algorithm, uri, reference, log);
+        w.cutExcluded();
+        envelopedSignature(w.text, reference, &w, log);
     }
     if (!w.canonicalized) {
         StringBuffer algorithm("REC-xml-c14n-20010315");
-        if (!transformCanonicalize(nullptr, w.text, algorithm, uri, log)) {
+        if (!transformCanonicalize(nullptr, w.text, algorithm, uri, log, &w)) {
             m_refFailReason = 5;
             return false;
         }
@@ -148,14 +149,16 @@ bool ClsXmlDSig::applyOneTransform(ClsXml& transform, StringBuffer& uri, DSigRef
         RefCountedObjectOwner xpOwner(xpathNode);
         StringBuffer xpath;
         xpathNode->getContentSb(xpath);
+        w.cutExcluded();
         return transformXPath(&transform, w.text, algorithm, xpath, log);
     }
     if (algorithm.containsSubstring("enveloped-signature")) {
         w.envelopedDone = true;
-        return transformEnvelopedSignature(w.text, algorithm, uri, reference, log);
+        w.cutExcluded();  // a second enveloped-signature transform works on the cut text
+        return envelopedSignature(w.text, reference, &w, log);
     }
     if (algorithm.containsSubstring("xml-c14n") || algorithm.containsSubstring("xml-exc-c14n")) {
-        if (!transformCanonicalize(&transform, w.text, algorithm, uri, log)) {
+        if (!transformCanonicalize(&transform, w.text, algorithm, uri, log, &w)) {
             m_refFailReason = 5;
             return false;
         }

@@ -17,6 +17,9 @@ class DSigReference;
 namespace dom {
 class Document;
 }
+namespace detail {
+struct RefDigestWork;
+}
 class LogBase;
 
 class _clsXmlDSigBase : public ClsBase, public _clsCades {
@@ -29,8 +32,11 @@ class _clsXmlDSigBase : public ClsBase, public _clsCades {
   protected:
     // Canonicalization of a reference's working text, configured for the document family.
     // transform is the Transform element, or null for a default canonicalization.
+    // With work (whose text is xml), the signatures it excludes are left out of the canonical
+    // walk over the loaded tree when that gives the same bytes, else cut from the text first.
     bool transformCanonicalize(ClsXml* transform, StringBuffer& xml, StringBuffer& algorithm,
-                               StringBuffer& uri, LogBase& log);
+                               StringBuffer& uri, LogBase& log,
+                               detail::RefDigestWork* work = nullptr);
     // The XPath expressions that signers actually write, carried out as text removals.
     bool transformXPath(ClsXml* transform, StringBuffer& xml, StringBuffer& algorithm,
                         StringBuffer& xpath, LogBase& log);

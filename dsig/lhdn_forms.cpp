@@ -89,7 +89,7 @@ std::string_view namespaceOfRootChild(const dom::Node& element, const dom::Node&
     const std::string_view prefix = element.prefix();
     const std::string decl = prefix.empty() ? "xmlns" : "xmlns:" + std::string(prefix);
     for (const dom::Node* n : {&element, &root}) {
-        if (const std::string* uri = n->attributeValue(decl)) return *uri;
+        if (const std::string_view* uri = n->attributeValue(decl)) return *uri;
     }
     return {};
 }

@@ -2,6 +2,7 @@
 // for the algorithm named by the transform and for the document family (attribute-sorting
 // emulation, EBICS authenticated elements, CMA STP documents).
 #include "dsig/_clsXmlDSigBase.h"
+#include "dsig/detail/RefDigestWork.h"
 #include "host/log/LogBase.h"
 #include "host/log/LogContextExitor.h"
 #include "host/log/RefCountedObjectOwner.h"
@@ -74,7 +75,7 @@ void cutToDocumentElement(StringBuffer& xml) {
 
 bool _clsXmlDSigBase::transformCanonicalize(ClsXml* transform, StringBuffer& xml,
                                             StringBuffer& algorithm, StringBuffer& uri,
-                                            LogBase& log) {
+                                            LogBase& log, detail::RefDigestWork* work) {
     LogContextExitor ctx(log, "transformCanonicalize");
     const bool exclusive = algorithm.containsSubstring("xml-exc-c14n");
 
@@ -85,6 +86,19 @@ bool _clsXmlDSigBase::transformCanonicalize(ClsXml* transform, StringBuffer& xml
     if (m_isCsioz || m_emulateSortBug) {
         log.LogInfo("Will duplicate the XML canonicalization attribute sorting bug...");
         canon.m_duplicateSortingBug = true;
+    }
+
+    if (work != nullptr && !work->excluded.empty()) {
+        canon.useParsedDocument(treeIfUnchanged(xml));
+        canon.m_excludedSpans = work->excluded;
+        const bool leaveOut = !isEbicsUri(uri) && !(m_isCmaStp && uri.isEmpty()) &&
+                              canon.excludedSpansApply(uri.getString());
+        if (leaveOut) {
+            work->excluded.clear();
+        } else {
+            canon.m_excludedSpans.clear();
+            work->cutExcluded();
+        }
     }
 
     if (isEbicsUri(uri)) return canonicalizeEbics(canon, xml, uri, treeIfUnchanged(xml), log);

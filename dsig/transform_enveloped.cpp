@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "dsig/ClsXmlDSig.h"
+#include "dsig/detail/RefDigestWork.h"
 #include "host/log/LogBase.h"
 #include "host/log/LogContextExitor.h"
 #include "host/xml/XmlSigLocate.h"
@@ -27,7 +28,7 @@ std::string_view namespaceOf(const dom::Node& element) {
     const std::string_view prefix = element.prefix();
     const std::string declaration = prefix.empty() ? "xmlns" : "xmlns:" + std::string(prefix);
     for (const dom::Node* n = &element; n != nullptr && n->isElement(); n = n->parent) {
-        if (const std::string* uri = n->attributeValue(declaration)) return *uri;
+        if (const std::string_view* uri = n->attributeValue(declaration)) return *uri;
     }
     return {};
 }
@@ -39,9 +40,11 @@ bool isAdjacentSignature(const dom::Node* next, uint32_t spanEnd) {
 
 // The end of the span that starts with the located signature and takes in the adjacent
 // signatures after it; the located span itself when the text does not parse or the tree does
-// not agree with the locator.
+// not agree with the locator (wholeElements then stays false).
 uint32_t extendOverFollowingSignatures(const StringBuffer& xml, const dom::Document* parsed,
-                                       uint32_t start, uint32_t end, LogBase& log) {
+                                       uint32_t start, uint32_t end, bool& wholeElements,
+                                       LogBase& log) {
+    wholeElements = false;
     dom::Document local;
     if (parsed == nullptr) {
         if (!local.parse(xml.str()).ok) return end;
@@ -52,6 +55,7 @@ uint32_t extendOverFollowingSignatures(const StringBuffer& xml, const dom::Docum
         log.LogInfo("The located signature is not an element of the working text.");
         return end;
     }
+    wholeElements = true;
     int added = 0;
     for (const dom::Node* next = sig->nextSibling;
          added < kMaxFollowingSignatures && isAdjacentSignature(next, end);
@@ -68,6 +72,11 @@ uint32_t extendOverFollowingSignatures(const StringBuffer& xml, const dom::Docum
 bool ClsXmlDSig::transformEnvelopedSignature(StringBuffer& xml, StringBuffer& /*algorithm*/,
                                              StringBuffer& /*uri*/, DSigReference& reference,
                                              LogBase& log) {
+    return envelopedSignature(xml, reference, nullptr, log);
+}
+
+bool ClsXmlDSig::envelopedSignature(StringBuffer& xml, DSigReference& reference,
+                                    detail::RefDigestWork* work, LogBase& log) {
     LogContextExitor ctx(log, "transformEnvelopedSignature");
     StringBuffer sigId;
     selectedSignatureId(sigId, log);
@@ -93,7 +102,8 @@ bool ClsXmlDSig::transformEnvelopedSignature(StringBuffer& xml, StringBuffer& /*
             return true;
         }
     }
-    return removeSignatureSpan(xml, parsed, locate.m_signatureLoc, locate.m_signatureLen, log);
+    return removeSignatureSpan(xml, parsed, locate.m_signatureLoc, locate.m_signatureLen, log,
+                               work);
 }
 
 bool ClsXmlDSig::removeSignatureAndFollowingSigs(StringBuffer& xml, unsigned start, unsigned length,
@@ -102,7 +112,7 @@ bool ClsXmlDSig::removeSignatureAndFollowingSigs(StringBuffer& xml, unsigned sta
 }
 
 bool ClsXmlDSig::removeSignatureSpan(StringBuffer& xml, const dom::Document* parsed, unsigned start,
-                                     unsigned length, LogBase& log) {
+                                     unsigned length, LogBase& log, detail::RefDigestWork* work) {
     LogContextExitor ctx(log, "removeSignatureAndFollowingSigs");
     if (start >= xml.getSize() || length > xml.getSize() - start) {
         log.LogError("The signature span lies outside the text.");
@@ -110,7 +120,14 @@ bool ClsXmlDSig::removeSignatureSpan(StringBuffer& xml, const dom::Document* par
         log.LogDataUint32("length", length);
         return true;
     }
-    const uint32_t end = extendOverFollowingSignatures(xml, parsed, start, start + length, log);
+    bool wholeElements = false;
+    const uint32_t end =
+        extendOverFollowingSignatures(xml, parsed, start, start + length, wholeElements, log);
+    // The loaded text with its tree: the signatures are left out of the canonical walk instead.
+    if (work != nullptr && parsed != nullptr && wholeElements && &xml == &work->text) {
+        work->excluded.push_back(XmlCanon::Span{start, end});
+        return true;
+    }
     xml.removeChunk(start, end - start);
     return true;
 }

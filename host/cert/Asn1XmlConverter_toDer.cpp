@@ -47,7 +47,7 @@ bool isBlankText(const std::string& s) {
     return s.find_first_not_of(" \t\r\n") == std::string::npos;
 }
 
-bool parseUnsigned(const std::string* text, std::uint32_t max, std::uint32_t& out) {
+bool parseUnsigned(const std::string_view* text, std::uint32_t max, std::uint32_t& out) {
     if (text == nullptr || text->empty() || text->size() > 10) return false;
     std::uint64_t v = 0;
     for (char c : *text) {
@@ -59,7 +59,7 @@ bool parseUnsigned(const std::string* text, std::uint32_t max, std::uint32_t& ou
     return true;
 }
 
-bool hexToBytes(const std::string& hex, std::string& out) {
+bool hexToBytes(std::string_view hex, std::string& out) {
     if (hex.empty() || hex.size() % 2 != 0) return false;
     out.clear();
     for (std::size_t i = 0; i < hex.size(); i += 2) {
@@ -98,12 +98,12 @@ bool describe(const dom::Node& e, Item& item, Failure& failure) {
             failure.reason = "missing or bad tag attribute";
             return false;
         }
-        const std::string* constructed = e.attributeValue("constructed");
+        const std::string_view* constructed = e.attributeValue("constructed");
         item.constructed =
             constructed != nullptr && (*constructed == "true" || *constructed == "1");
         item.tag = detail::encodeDerTag(tagClass, item.constructed, number);
     }
-    if (const std::string* octets = e.attributeValue("lengthOctets")) {
+    if (const std::string_view* octets = e.attributeValue("lengthOctets")) {
         if (!hexToBytes(*octets, item.lengthOctets)) {
             failure.reason = "bad lengthOctets attribute";
             return false;
@@ -121,7 +121,7 @@ bool describe(const dom::Node& e, Item& item, Failure& failure) {
         return false;
     }
     std::uint32_t unused = 0;
-    if (const std::string* u = e.attributeValue("unused")) {
+    if (const std::string_view* u = e.attributeValue("unused")) {
         if (!parseUnsigned(u, 7, unused)) {
             failure.reason = "bad unused attribute";
             return false;
@@ -203,7 +203,7 @@ bool Asn1XmlConverter::xmlToDer(const ClsXml& node, DataBuffer& der, LogBase& lo
     der.clear();
     log.LogError("Cannot convert the XML to DER.");
     log.LogDataStr("reason", failure.reason.c_str());
-    if (failure.node != nullptr) log.LogDataStr("element", failure.node->name.c_str());
+    if (failure.node != nullptr) log.LogDataStr("element", std::string(failure.node->name).c_str());
     return false;
 }
 

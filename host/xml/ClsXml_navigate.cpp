@@ -9,8 +9,8 @@ namespace xmldsig {
 
 namespace {
 
-bool valueMatches(const std::string& value, const char* pattern, bool caseInsensitive) {
-    return StringBuffer(value).matches(pattern, !caseInsensitive);
+bool valueMatches(std::string_view value, const char* pattern, bool caseInsensitive) {
+    return StringBuffer(std::string(value)).matches(pattern, !caseInsensitive);
 }
 
 }  // namespace

@@ -42,7 +42,7 @@ const dom::Node* ebicsElement(const dom::Document& doc, int32_t index, int32_t& 
     const dom::Node* top = doc.documentNode();
     for (const dom::Node* n = top; n != nullptr; n = dom::nextInDocumentOrder(n, top)) {
         if (!n->isElement()) continue;
-        const std::string* value = n->attributeValue("authenticate");
+        const std::string_view* value = n->attributeValue("authenticate");
         if (value == nullptr || *value != "true") continue;
         if (counted++ == index) return n;
     }
@@ -59,11 +59,65 @@ const dom::Node* elementById(const dom::Document& doc, std::string_view id, LogB
     return found;
 }
 
+// The elements a span covers: one element starting at its start, then the adjacent sibling
+// elements up to its end. False when the span is not made of whole elements below the root.
+bool spanElements(const dom::Document& doc, XmlCanon::Span span,
+                  std::vector<const dom::Node*>& out) {
+    const dom::Node* n = doc.elementStartingAt(span.start);
+    if (n == nullptr || n->parent == nullptr || !n->parent->isElement()) return false;
+    for (;;) {
+        out.push_back(n);
+        if (n->end == span.end) return true;
+        const dom::Node* next = n->nextSibling;
+        if (next == nullptr || !next->isElement() || next->fromEntity || next->start != n->end ||
+            next->end > span.end) {
+            return false;
+        }
+        n = next;
+    }
+}
+
+bool excludedElements(const dom::Document& doc, const std::vector<XmlCanon::Span>& spans,
+                      std::vector<const dom::Node*>& out) {
+    for (const XmlCanon::Span& span : spans) {
+        if (!spanElements(doc, span, out)) return false;
+    }
+    return true;
+}
+
+bool insideAny(const dom::Node* n, const std::vector<const dom::Node*>& excluded) {
+    for (; n != nullptr; n = n->parent) {
+        for (const dom::Node* e : excluded) {
+            if (e == n) return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace
+
+bool XmlCanon::excludedSpansApply(const char* fragmentId) const {
+    // EBICS counts elements, and the reset option looks at what the subtree uses: both would see
+    // the excluded elements.
+    if (m_parsed == nullptr || m_ebicsMode || (m_resetOption && m_mode != kModeExclusive)) {
+        return false;
+    }
+    std::vector<const dom::Node*> excluded;
+    if (!excludedElements(*m_parsed, m_excludedSpans, excluded)) return false;
+    const std::string_view ref = fragmentId != nullptr ? fragmentId : "";
+    if (ref.empty() || ref == "xpointer(/)") return true;
+    // A fragment: it must be found, once, outside the excluded elements, as in the cut text.
+    std::string_view id;
+    std::string error;
+    const dom::Node* apex =
+        detail::findElementById(*m_parsed, xpointerId(ref, id) ? id : ref, error);
+    return apex != nullptr && !insideAny(apex, excluded);
+}
 
 bool XmlCanon::xmlCanonicalize(const StringBuffer& input, const char* fragmentId,
                                uint32_t startOffset, StringBuffer& out, LogBase& log) {
     LogContextExitor ctx(log, "xmlCanonicalize");
+    const std::size_t outBefore = out.getSize();
     try {
         dom::Document local;
         // Only a whole document's canonical form includes what follows the root element; a
@@ -123,19 +177,23 @@ bool XmlCanon::xmlCanonicalize(const StringBuffer& input, const char* fragmentId
         options.inheritXmlAttributes = m_secondCompatSwitch;
         options.resetOption = m_resetOption;
         options.maxOutputBytes = outputLimit(input.getSize(), out.getSize());
-
-        std::string canonical;
-        std::string error;
-        if (!detail::canonicalize(doc, apex, options, canonical, error)) {
-            log.LogError(error.c_str());
+        if (!m_excludedSpans.empty() &&
+            (m_parsed == nullptr || !excludedElements(doc, m_excludedSpans, options.excluded))) {
+            log.LogError("The spans to leave out are not whole elements of the parsed document.");
             return false;
         }
-        if (!out.append(std::string_view(canonical))) {
-            log.LogError("The canonical XML does not fit in the output buffer.");
+
+        // Written straight into out (its limit is part of maxOutputBytes); a failure leaves out
+        // as it was.
+        std::string error;
+        if (!detail::canonicalize(doc, apex, options, out.str(), error)) {
+            out.str().resize(outBefore);
+            log.LogError(error.c_str());
             return false;
         }
         return true;
     } catch (const std::exception& e) {
+        out.str().resize(outBefore);
         log.LogError("Canonicalization ran out of resources.");
         log.LogDataStr("exception", e.what());
         return false;

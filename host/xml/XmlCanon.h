@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "host/log/LogBase.h"
 #include "host/text/ExtPtrArray.h"
@@ -39,6 +40,21 @@ class XmlCanon {
     // not parse it again (null: parse the input). The caller keeps it alive.
     void useParsedDocument(const dom::Document* doc) { m_parsed = doc; }
 
+    // A byte span [start, end) of the parsed text.
+    struct Span {
+        uint32_t start = 0;
+        uint32_t end = 0;
+    };
+    // Spans of the parsed document, each covering whole adjacent sibling elements, that the
+    // canonical form leaves out: the result is that of the text with the spans cut out, without
+    // cutting or parsing anything. Only with useParsedDocument, and only when
+    // excludedSpansApply says the result is the same.
+    std::vector<Span> m_excludedSpans;
+    // True when xmlCanonicalize(input, fragmentId, 0, ...) over the parsed document, leaving
+    // out m_excludedSpans, gives exactly what canonicalizing the text with the spans cut out
+    // would give (and the same log). Logs nothing.
+    bool excludedSpansApply(const char* fragmentId) const;
+
     int32_t m_mode = kModeInclusive;
     bool m_withComments = false;
     bool m_ebicsMode = false;
@@ -47,11 +63,10 @@ class XmlCanon {
     bool m_duplicateSortingBug = false;
     ExtPtrArraySb m_inclusivePrefixes;  // exclusive mode: InclusiveNamespaces prefixes
     bool m_resetOption = false;         // inclusive fragment: only the inherited namespaces used
-    bool m_secondCompatSwitch = true;
+    bool m_secondCompatSwitch = true;   // inclusive fragment: inherit ancestors' xml:* attributes
 
   private:
-    const dom::Document* m_parsed =
-        nullptr;  // inclusive fragment: inherit ancestors' xml:* attributes
+    const dom::Document* m_parsed = nullptr;
 };
 
 }  // namespace xmldsig

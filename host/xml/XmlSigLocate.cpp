@@ -46,10 +46,14 @@ std::vector<const dom::Node*> elementsWithId(const dom::Document& doc, std::stri
 
 }  // namespace
 
+// The request flag and the tree handed over by useParsedDocument are settings, not results: they
+// survive, so that a search never parses a text that the caller's tree already describes.
 void XmlSigLocate::clearLocations() {
     const bool wantXades = m_getXadesLocations;
+    const dom::Document* parsed = m_parsed;
     *this = XmlSigLocate();
     m_getXadesLocations = wantXades;
+    m_parsed = parsed;
 }
 
 bool XmlSigLocate::FindXmlSigById(const StringBuffer& id, const StringBuffer& text, _tvXmlDtd&,
@@ -77,7 +81,7 @@ bool XmlSigLocate::FindXmlSigById(const StringBuffer& id, const StringBuffer& te
     if (!detail::isSignatureElement(*found[0])) {
         log.LogInfo("The element with this Id is not a Signature.");
         log.LogDataSb("id", id);
-        log.LogDataStr("element", found[0]->name.c_str());
+        log.LogDataStr("element", std::string(found[0]->name).c_str());
         return false;
     }
     return reportLocations(*found[0], log);

@@ -1,5 +1,6 @@
 // The XAdES locations of a located signature: where its qualifying properties are, and where a
 // timestamp or a whole new Object could be inserted without disturbing what is signed.
+#include <functional>
 #include <set>
 #include <string>
 
@@ -13,9 +14,9 @@ namespace xmldsig {
 namespace {
 
 // The Id a same-document Reference URI names: "#x" or "#xpointer(id('x'))"; empty otherwise.
-std::string fragmentId(const std::string& uri) {
+std::string fragmentId(std::string_view uri) {
     if (uri.size() < 2 || uri[0] != '#') return std::string();
-    const std::string frag = uri.substr(1);
+    const std::string frag(uri.substr(1));
     const std::string open = "xpointer(id(";
     if (frag.compare(0, open.size(), open) != 0) return frag;
     const std::size_t b = open.size();
@@ -26,12 +27,12 @@ std::string fragmentId(const std::string& uri) {
     return frag.substr(b + 1, e - b - 1);
 }
 
-std::set<std::string> referencedIds(const dom::Node& sig) {
-    std::set<std::string> ids;
+std::set<std::string, std::less<>> referencedIds(const dom::Node& sig) {
+    std::set<std::string, std::less<>> ids;
     const dom::Node* si = detail::firstChildByLocalName(sig, "SignedInfo");
     if (si == nullptr) return ids;
     for (const dom::Node* ref : detail::childrenByLocalName(*si, "Reference")) {
-        const std::string* uri = ref->attributeValue("URI");
+        const std::string_view* uri = ref->attributeValue("URI");
         if (uri == nullptr) continue;
         const std::string id = fragmentId(*uri);
         if (!id.empty()) ids.insert(id);
@@ -41,7 +42,7 @@ std::set<std::string> referencedIds(const dom::Node& sig) {
 
 // True when a Reference names the Object or anything inside it: inserting there would change
 // signed content.
-bool coveredByReference(const dom::Node& object, const std::set<std::string>& ids) {
+bool coveredByReference(const dom::Node& object, const std::set<std::string, std::less<>>& ids) {
     for (const dom::Node* n = &object; n != nullptr; n = dom::nextInDocumentOrder(n, &object)) {
         if (!n->isElement()) continue;
         for (const dom::Attribute& a : n->attributes) {
@@ -52,7 +53,7 @@ bool coveredByReference(const dom::Node& object, const std::set<std::string>& id
 }
 
 const dom::Node* findContainer(const dom::Node& sig) {
-    const std::set<std::string> ids = referencedIds(sig);
+    const std::set<std::string, std::less<>> ids = referencedIds(sig);
     for (const dom::Node* obj : detail::childrenByLocalName(sig, "Object")) {
         if (detail::firstChildByLocalName(*obj, "QualifyingProperties") != nullptr) continue;
         if (obj->fromEntity || obj->endTagStart == obj->end) continue;  // no room inside

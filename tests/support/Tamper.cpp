@@ -31,8 +31,8 @@ bool isBase64(char c) {
 }
 
 std::string attrValue(const Node& n, const char* name) {
-    const std::string* v = n.attributeValue(name);
-    return v != nullptr ? *v : "";
+    const std::string_view* v = n.attributeValue(name);
+    return v != nullptr ? std::string(*v) : "";
 }
 
 const Node* childNamed(const Node* parent, std::string_view local) {
@@ -45,7 +45,8 @@ const Node* childNamed(const Node* parent, std::string_view local) {
 bool hasIdValue(const Node& n, const std::string& id) {
     for (const auto& a : n.attributes) {
         const auto colon = a.name.find(':');
-        const std::string local = colon == std::string::npos ? a.name : a.name.substr(colon + 1);
+        const std::string_view local =
+            colon == std::string_view::npos ? a.name : a.name.substr(colon + 1);
         if ((local == "Id" || local == "ID" || local == "id") && a.value == id) return true;
     }
     return false;
@@ -160,7 +161,7 @@ std::size_t lastAttributeLetter(const std::string& text, uint32_t from, uint32_t
 // The last letter or digit of an element's local name, in its start tag and (when it has one)
 // its end tag.
 std::vector<std::size_t> nameLetter(const Node& n) {
-    const std::string& name = n.name;
+    const std::string_view name = n.name;
     const std::size_t colon = name.find(':');
     for (std::size_t k = name.size(); k-- > (colon == std::string::npos ? 0 : colon + 1);) {
         if (!isAlnum(name[k])) continue;

@@ -5,6 +5,7 @@
 #include "dsig/ClsXmlDSig.h"
 #include "dsig/DSigReference.h"
 #include "dsig/_clsXmlDSigBase.h"
+#include "dsig/detail/RefDigestWork.h"
 #include "host/log/LogBase.h"
 #include "host/text/StringBuffer.h"
 
@@ -63,6 +64,18 @@ class TransformTestAccess {
     static bool enveloped(ClsXmlDSig& d, StringBuffer& xml, DSigReference& ref, LogBase& log) {
         StringBuffer alg("http://www.w3.org/2000/09/xmldsig#enveloped-signature"), uri;
         return d.transformEnvelopedSignature(xml, alg, uri, ref, log);
+    }
+    // The enveloped-signature and canonicalization steps as the reference driver runs them:
+    // over the loaded text, with the signature left out of the canonical walk where it can be.
+    static bool envelopedThenCanonicalize(ClsXmlDSig& d, StringBuffer& xml, DSigReference& ref,
+                                          const char* algorithm, const char* uri, LogBase& log) {
+        detail::RefDigestWork w;
+        w.text.setString(xml);
+        StringBuffer alg(algorithm), u(uri);
+        d.envelopedSignature(w.text, ref, &w, log);
+        const bool ok = d.transformCanonicalize(nullptr, w.text, alg, u, log, &w);
+        xml.takeSb(w.text);
+        return ok;
     }
     static bool removeSignatureAndFollowing(ClsXmlDSig& d, StringBuffer& xml, unsigned start,
                                             unsigned length, LogBase& log) {

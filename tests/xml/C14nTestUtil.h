@@ -92,7 +92,7 @@ inline std::string elementNamespace(const dom::Node& element) {
         for (const dom::Attribute& attr : n->attributes) {
             std::string_view declared;
             if (detail::isNamespaceDeclaration(attr, declared) && declared == prefix) {
-                return attr.value;
+                return std::string(attr.value);
             }
         }
     }
@@ -120,7 +120,7 @@ inline std::optional<ExpandedName> subtreeSelection(const std::string& xpathFile
     if (!std::regex_match(compact, m, form)) return std::nullopt;
     ExpandedName name{std::string(), m[2].str()};
     if (m[1].matched) {
-        const std::string* uri = root->attributeValue("xmlns:" + m[1].str());
+        const std::string_view* uri = root->attributeValue("xmlns:" + m[1].str());
         if (uri == nullptr) return std::nullopt;
         name.uri = *uri;
     }

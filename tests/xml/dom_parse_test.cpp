@@ -28,7 +28,8 @@ std::string_view slice(std::string_view text, uint32_t b, uint32_t e) {
 // Every offset of a text element must point at its own tags.
 ::testing::AssertionResult offsetsMatchText(std::string_view text, const Node& n) {
     const std::string_view startTag = slice(text, n.start, n.startTagEnd);
-    if (startTag.substr(0, n.name.size() + 1) != "<" + n.name || startTag.back() != '>') {
+    if (startTag.substr(0, n.name.size() + 1) != "<" + std::string(n.name) ||
+        startTag.back() != '>') {
         return ::testing::AssertionFailure() << "start tag of " << n.name << ": " << startTag;
     }
     if (n.endTagStart == n.end) {
@@ -37,7 +38,8 @@ std::string_view slice(std::string_view text, uint32_t b, uint32_t e) {
         }
     } else {
         const std::string_view endTag = slice(text, n.endTagStart, n.end);
-        if (endTag.substr(0, n.name.size() + 2) != "</" + n.name || endTag.back() != '>') {
+        if (endTag.substr(0, n.name.size() + 2) != "</" + std::string(n.name) ||
+            endTag.back() != '>') {
             return ::testing::AssertionFailure() << "end tag of " << n.name << ": " << endTag;
         }
     }

@@ -70,7 +70,7 @@ std::set<std::string> prefixesUsedFromOutside(const dom::Node& apex) {
 
 std::vector<const dom::Attribute*> inheritedXmlAttributes(const dom::Node& apex) {
     std::vector<const dom::Attribute*> found;
-    auto alreadyHave = [&](const std::string& name) {
+    auto alreadyHave = [&](std::string_view name) {
         if (apex.findAttribute(name) != nullptr) return true;
         for (const dom::Attribute* a : found) {
             if (a->name == name) return true;

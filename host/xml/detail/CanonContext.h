@@ -29,12 +29,16 @@ bool isNamespaceDeclaration(const dom::Attribute& attr, std::string_view& prefix
 // Walks top's subtree in document order without recursion: enter and leave for elements
 // (start and end), leaf for text, comments and processing instructions. Any callback returning
 // false stops the walk, and the walk then returns false.
-template <class Enter, class Leave, class Leaf>
-bool walkSubtree(const dom::Node& top, Enter&& enter, Leave&& leave, Leaf&& leaf) {
+// An element for which skip returns true is passed over with its subtree: neither entered nor
+// left.
+template <class Enter, class Leave, class Leaf, class Skip>
+bool walkSubtree(const dom::Node& top, Enter&& enter, Leave&& leave, Leaf&& leaf, Skip&& skip) {
     for (const dom::Node* n = &top; n != nullptr;) {
+        bool skipped = false;
         if (n->isElement()) {
-            if (!enter(*n)) return false;
-            if (n->firstChild != nullptr) {
+            skipped = skip(*n);
+            if (!skipped && !enter(*n)) return false;
+            if (!skipped && n->firstChild != nullptr) {
                 n = n->firstChild;
                 continue;
             }
@@ -42,7 +46,8 @@ bool walkSubtree(const dom::Node& top, Enter&& enter, Leave&& leave, Leaf&& leaf
             return false;
         }
         for (;;) {
-            if (n->isElement() && !leave(*n)) return false;
+            if (n->isElement() && !skipped && !leave(*n)) return false;
+            skipped = false;
             if (n == &top) {
                 n = nullptr;
                 break;
@@ -55,6 +60,11 @@ bool walkSubtree(const dom::Node& top, Enter&& enter, Leave&& leave, Leaf&& leaf
         }
     }
     return true;
+}
+
+template <class Enter, class Leave, class Leaf>
+bool walkSubtree(const dom::Node& top, Enter&& enter, Leave&& leave, Leaf&& leaf) {
+    return walkSubtree(top, enter, leave, leaf, [](const dom::Node&) { return false; });
 }
 
 // The namespace bindings that apex inherits from its ancestors, nearest declaration winning

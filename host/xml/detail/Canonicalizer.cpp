@@ -45,6 +45,7 @@ class CanonWriter {
 
   private:
     bool writeSubtree(const dom::Node& top);
+    bool isExcluded(const dom::Node& element) const;
     bool enter(const dom::Node& element);
     bool leave(const dom::Node& element);
     bool writeLeaf(const dom::Node& node);
@@ -70,6 +71,7 @@ bool CanonWriter::writeDocument(const dom::Node& documentNode) {
     bool afterRoot = false;
     for (const dom::Node* n = documentNode.firstChild; n != nullptr; n = n->nextSibling) {
         if (n->isElement()) {
+            if (isExcluded(*n)) continue;
             if (!writeSubtree(*n)) return false;
             afterRoot = true;
             continue;
@@ -106,7 +108,15 @@ bool CanonWriter::writeSubtree(const dom::Node& top) {
     return walkSubtree(
         top, [this](const dom::Node& n) { return enter(n); },
         [this](const dom::Node& n) { return leave(n); },
-        [this](const dom::Node& n) { return writeLeaf(n); });
+        [this](const dom::Node& n) { return writeLeaf(n); },
+        [this](const dom::Node& n) { return isExcluded(n); });
+}
+
+bool CanonWriter::isExcluded(const dom::Node& element) const {
+    for (const dom::Node* e : m_options.excluded) {
+        if (e == &element) return true;
+    }
+    return false;
 }
 
 bool CanonWriter::enter(const dom::Node& element) {

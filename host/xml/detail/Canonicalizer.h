@@ -32,6 +32,9 @@ struct CanonOptions {
     // subtree uses.
     bool resetOption = false;
 
+    // Elements left out with their subtrees, as if they were not in the document.
+    std::vector<const dom::Node*> excluded;
+
     // The canonicalization fails rather than append more than this.
     std::size_t maxOutputBytes = std::size_t(1) << 30;
 };

@@ -19,10 +19,7 @@ const dom::Node* firstChildByLocalName(const dom::Node& parent, std::string_view
 }
 
 const dom::Node* lastChildElement(const dom::Node& parent) {
-    for (const dom::Node* c = parent.lastChild; c; c = c->prevSibling) {
-        if (c->isElement()) return c;
-    }
-    return nullptr;
+    return parent.lastChildElement();
 }
 
 std::string ownText(const dom::Node& element) {

@@ -2,28 +2,28 @@
 
 namespace xmldsig::detail {
 
-const std::string* namespaceOfPrefix(const dom::Node& element, std::string_view prefix) {
+const std::string_view* namespaceOfPrefix(const dom::Node& element, std::string_view prefix) {
     if (prefix == "xml") {
-        static const std::string kXml = "http://www.w3.org/XML/1998/namespace";
+        static const std::string_view kXml = "http://www.w3.org/XML/1998/namespace";
         return &kXml;
     }
     const std::string decl = prefix.empty() ? "xmlns" : "xmlns:" + std::string(prefix);
     // Walk up, nearest declaration first; a parser-made tree has no cycles.
     for (const dom::Node* n = &element; n != nullptr && n->isElement(); n = n->parent) {
-        if (const std::string* uri = n->attributeValue(decl)) {
+        if (const std::string_view* uri = n->attributeValue(decl)) {
             return uri->empty() ? nullptr : uri;
         }
     }
     return nullptr;
 }
 
-const std::string* elementNamespace(const dom::Node& element) {
+const std::string_view* elementNamespace(const dom::Node& element) {
     return namespaceOfPrefix(element, element.prefix());
 }
 
 bool isXmlDsigSignature(const dom::Node& element) {
     if (!element.isElement() || element.localName() != "Signature") return false;
-    const std::string* ns = elementNamespace(element);
+    const std::string_view* ns = elementNamespace(element);
     return ns != nullptr && *ns == kXmlDsigNamespace;
 }
 
@@ -36,7 +36,7 @@ std::vector<const dom::Node*> dsigChildren(const dom::Node& parent, std::string_
     std::vector<const dom::Node*> out;
     for (const dom::Node* c = parent.firstChildElement(); c; c = c->nextSiblingElement()) {
         if (c->localName() != localName) continue;
-        const std::string* ns = elementNamespace(*c);
+        const std::string_view* ns = elementNamespace(*c);
         if (ns != nullptr && *ns == kXmlDsigNamespace) out.push_back(c);
     }
     return out;

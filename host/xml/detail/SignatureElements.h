@@ -15,10 +15,10 @@ inline constexpr std::string_view kXmlDsigNamespace = "http://www.w3.org/2000/09
 
 // The namespace URI bound to prefix ("" for the default namespace) at element, from the xmlns
 // declarations in scope; null when the prefix is not bound (or the default was undeclared).
-const std::string* namespaceOfPrefix(const dom::Node& element, std::string_view prefix);
+const std::string_view* namespaceOfPrefix(const dom::Node& element, std::string_view prefix);
 
 // The element's own namespace URI, or null.
-const std::string* elementNamespace(const dom::Node& element);
+const std::string_view* elementNamespace(const dom::Node& element);
 
 // An element named Signature in the XML Signature namespace.
 bool isXmlDsigSignature(const dom::Node& element);

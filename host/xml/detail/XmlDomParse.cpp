@@ -6,6 +6,7 @@
 #include <limits>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "host/xml/detail/ExpatHandle.h"
 #include "host/xml/detail/XmlDom.h"
@@ -19,6 +20,14 @@ struct BuildState {
     std::string_view text;
     const ParseLimits* limits = nullptr;
     Node* current = nullptr;  // the open element (or the document node)
+    // The last child of each open element, by depth (the document node at 0).
+    std::vector<Node*> lastChild;
+    // Character data of the text node being built: a view of the text while every piece is
+    // the text's own bytes, contiguous; otherwise a decoded copy in pendingCopy.
+    Node* pendingText = nullptr;
+    std::string_view pendingView;
+    bool pendingCopied = false;
+    std::string pendingCopy;
     bool inDtd = false;
     bool stopped = false;  // one of our limits stopped the parse
     std::string stopMessage;
@@ -38,6 +47,15 @@ void stop(BuildState& st, std::string message) {
     XML_StopParser(st.parser, XML_FALSE);
 }
 
+// The text node being built is complete: a decoded copy moves into the document's arena.
+void finishText(BuildState& st) {
+    if (st.pendingText == nullptr) return;
+    st.pendingText->value = st.pendingCopied ? st.doc->storeString(st.pendingCopy) : st.pendingView;
+    st.pendingText = nullptr;
+    st.pendingCopied = false;
+    st.pendingCopy.clear();
+}
+
 // A node is added only while the node budget allows; otherwise the parse stops.
 Node* addNode(BuildState& st, NodeType type) {
     if (st.doc->nodeCount() >= st.limits->maxNodes) {
@@ -46,8 +64,27 @@ Node* addNode(BuildState& st, NodeType type) {
         return nullptr;
     }
     Node* n = st.doc->newNode(type);
-    appendChild(st.current, n);
+    Node* parent = st.current;
+    n->parent = parent;
+    n->depth = parent->depth + 1;
+    Node*& last = st.lastChild[parent->depth];
+    if (last != nullptr) {
+        last->nextSibling = n;
+    } else {
+        parent->firstChild = n;
+    }
+    last = n;
     return n;
+}
+
+// s, when the text holds exactly these bytes in [begin, end): then a view of the text serves.
+std::string_view inText(const BuildState& st, uint64_t begin, uint64_t end, const char* s,
+                        std::size_t len) {
+    if (end > st.text.size() || end - begin != len ||
+        std::memcmp(st.text.data() + begin, s, len) != 0) {
+        return {};
+    }
+    return st.text.substr(begin, len);
 }
 
 // The current event's byte range in the text; false when the event is not a tag in the text
@@ -60,6 +97,55 @@ bool eventRange(const BuildState& st, uint32_t& begin, uint32_t& end) {
     begin = static_cast<uint32_t>(std::min<uint64_t>(b, st.text.size()));
     end = static_cast<uint32_t>(std::min<uint64_t>(e, st.text.size()));
     return begin < st.text.size() && st.text[begin] == '<';
+}
+
+bool isXmlSpace(char c) {
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
+
+// Reads the next attribute of a start tag from pos (which it advances): its name and the value
+// between the quotes, as written. False at the end of the tag.
+bool nextRawAttribute(std::string_view tag, std::size_t& pos, std::string_view& name,
+                      std::string_view& value) {
+    while (pos < tag.size() && isXmlSpace(tag[pos])) ++pos;
+    const std::size_t nameStart = pos;
+    while (pos < tag.size() && tag[pos] != '=' && !isXmlSpace(tag[pos]) && tag[pos] != '>' &&
+           tag[pos] != '/') {
+        ++pos;
+    }
+    if (pos == nameStart) return false;
+    name = tag.substr(nameStart, pos - nameStart);
+    while (pos < tag.size() && tag[pos] != '"' && tag[pos] != '\'') ++pos;
+    if (pos >= tag.size()) return false;
+    const std::size_t close = tag.find(tag[pos], pos + 1);
+    if (close == std::string_view::npos) return false;
+    value = tag.substr(pos + 1, close - pos - 1);
+    pos = close + 1;
+    return true;
+}
+
+// The element's name and attributes point into the text where the start tag there holds them
+// byte for byte; a value that normalization or a reference changed, a default value from the
+// internal subset, or a tag from an entity's replacement text gets a copy.
+void setNameAndAttributes(BuildState& st, Node& n, const XML_Char* name, const XML_Char** atts,
+                          std::size_t count, std::size_t specified) {
+    Document& doc = *st.doc;
+    const std::string_view tag =
+        n.fromEntity ? std::string_view() : st.text.substr(n.start, n.startTagEnd - n.start);
+    const std::size_t nameLen = std::strlen(name);
+    const bool nameInText = tag.size() > nameLen + 1 && tag.compare(1, nameLen, name) == 0;
+    n.name = nameInText ? tag.substr(1, nameLen) : doc.storeString(name);
+    Attribute* out = doc.newAttributes(n, count);
+    std::size_t pos = nameInText ? nameLen + 1 : tag.size();
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::string_view wantName = atts[2 * i];
+        const std::string_view wantValue = atts[2 * i + 1];
+        std::string_view rawName, rawValue;
+        const bool raw = i < specified && nextRawAttribute(tag, pos, rawName, rawValue);
+        out[i].name = raw && rawName == wantName ? rawName : doc.storeString(wantName);
+        out[i].value = raw && rawValue == wantValue ? rawValue : doc.storeString(wantValue);
+        out[i].specified = i < specified;
+    }
 }
 
 // expat is C: nothing may unwind through it. Each handler body runs here, and an allocation
@@ -91,27 +177,27 @@ void XMLCALL onStart(void* ud, const XML_Char* name, const XML_Char** atts) {
                          std::to_string(st.limits->maxAttributes));
             return;
         }
+        finishText(st);
         Node* n = addNode(st, NodeType::Element);
         if (n == nullptr) return;
-        n->name = name;
-        const std::size_t specified =
-            static_cast<std::size_t>(XML_GetSpecifiedAttributeCount(st.parser));
-        n->attributes.reserve(count / 2);
-        for (std::size_t i = 0; i < count; i += 2) {
-            n->attributes.push_back(Attribute{atts[i], atts[i + 1], i < specified});
-        }
         uint32_t b = 0, e = 0;
         n->fromEntity = !eventRange(st, b, e);
         n->start = b;
         n->startTagEnd = e;
         n->endTagStart = e;
         n->end = e;
+        const std::size_t specified =
+            static_cast<std::size_t>(XML_GetSpecifiedAttributeCount(st.parser));
+        setNameAndAttributes(st, *n, name, atts, count / 2, specified / 2);
         st.current = n;
+        if (st.lastChild.size() <= n->depth) st.lastChild.resize(n->depth + 1);
+        st.lastChild[n->depth] = nullptr;
     });
 }
 
 void XMLCALL onEnd(void* ud, const XML_Char*) {
     guarded(ud, [&](BuildState& st) {
+        finishText(st);
         Node* n = st.current;
         uint32_t b = 0, e = 0;
         if (!n->fromEntity) {
@@ -127,28 +213,50 @@ void XMLCALL onEnd(void* ud, const XML_Char*) {
 void XMLCALL onText(void* ud, const XML_Char* s, int len) {
     guarded(ud, [&](BuildState& st) {
         if (len <= 0) return;
-        Node* last = st.current->lastChild;
-        if (last == nullptr || last->type != NodeType::Text) {
-            last = addNode(st, NodeType::Text);
-            if (last == nullptr) return;
+        const std::size_t n = static_cast<std::size_t>(len);
+        const XML_Index at = XML_GetCurrentByteIndex(st.parser);
+        const int count = XML_GetCurrentByteCount(st.parser);
+        const std::string_view raw =
+            at < 0 || count < 0
+                ? std::string_view()
+                : inText(st, static_cast<uint64_t>(at),
+                         static_cast<uint64_t>(at) + static_cast<uint64_t>(count), s, n);
+        if (st.pendingText == nullptr) {
+            st.pendingText = addNode(st, NodeType::Text);
+            if (st.pendingText == nullptr) return;
+            st.pendingView = {};
         }
-        last->value.append(s, static_cast<std::size_t>(len));
+        if (!st.pendingCopied && !raw.empty() &&
+            (st.pendingView.empty() ||
+             st.pendingView.data() + st.pendingView.size() == raw.data())) {
+            st.pendingView =
+                std::string_view(st.pendingView.empty() ? raw.data() : st.pendingView.data(),
+                                 st.pendingView.size() + raw.size());
+            return;
+        }
+        if (!st.pendingCopied) {
+            st.pendingCopy.assign(st.pendingView);
+            st.pendingCopied = true;
+        }
+        st.pendingCopy.append(s, n);
     });
 }
 
 void XMLCALL onComment(void* ud, const XML_Char* data) {
     guarded(ud, [&](BuildState& st) {
         if (st.inDtd) return;
-        if (Node* n = addNode(st, NodeType::Comment)) n->value = data;
+        finishText(st);
+        if (Node* n = addNode(st, NodeType::Comment)) n->value = st.doc->storeString(data);
     });
 }
 
 void XMLCALL onPi(void* ud, const XML_Char* target, const XML_Char* data) {
     guarded(ud, [&](BuildState& st) {
         if (st.inDtd) return;
+        finishText(st);
         if (Node* n = addNode(st, NodeType::ProcessingInstruction)) {
-            n->name = target;
-            n->value = data ? data : "";
+            n->name = st.doc->storeString(target);
+            n->value = st.doc->storeString(data ? data : "");
         }
     });
 }
@@ -219,12 +327,16 @@ ParseResult failure(std::string message, uint64_t offset, uint64_t line, uint64_
 
 }  // namespace
 
-ParseResult Document::parse(std::string_view utf8, const ParseLimits& limits) {
-    reset();
+ParseResult Document::parse(std::string_view input, const ParseLimits& limits) {
     // Offsets are 32-bit; a larger text could not be addressed.
-    if (utf8.size() >= std::numeric_limits<uint32_t>::max()) {
-        return failure("document too large: " + std::to_string(utf8.size()) + " bytes", 0, 0, 0);
+    if (input.size() >= std::numeric_limits<uint32_t>::max()) {
+        reset();
+        return failure("document too large: " + std::to_string(input.size()) + " bytes", 0, 0, 0);
     }
+    std::string copy(input);  // input may be a view of this document's own text
+    reset();
+    m_text = std::move(copy);
+    const std::string_view utf8 = m_text;
     detail::ExpatPtr parser(XML_ParserCreate("UTF-8"));
     if (!parser) return failure("could not create the XML parser", 0, 0, 0);
 
@@ -234,6 +346,7 @@ ParseResult Document::parse(std::string_view utf8, const ParseLimits& limits) {
     st.text = utf8;
     st.limits = &limits;
     st.current = documentNode();
+    st.lastChild.assign(1, nullptr);
     if (!configure(parser.get(), st, limits)) {
         return failure("could not set the entity amplification limits (factor must be >= 1)", 0, 0,
                        0);
@@ -249,6 +362,7 @@ ParseResult Document::parse(std::string_view utf8, const ParseLimits& limits) {
         status = XML_Parse(parser.get(), utf8.data() + pos, static_cast<int>(n), last);
         pos += n;
     } while (status == XML_STATUS_OK && pos < utf8.size());
+    finishText(st);
 
     const bool rootComplete = st.current == documentNode() && rootElement() != nullptr;
     if (!st.stopped && (status == XML_STATUS_OK ||

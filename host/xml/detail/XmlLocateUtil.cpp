@@ -16,7 +16,7 @@ bool parseLogged(const StringBuffer& text, dom::Document& doc, LogBase& log) {
 bool offsetsUsable(const dom::Node* element, LogBase& log) {
     if (element == nullptr || !element->fromEntity) return true;
     log.LogError("Element comes from an entity expansion; it has no location in the text.");
-    log.LogDataStr("element", element->name.c_str());
+    log.LogDataStr("element", std::string(element->name).c_str());
     return false;
 }
 
