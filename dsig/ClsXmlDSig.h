@@ -5,6 +5,8 @@
 #include <cstdint>
 
 #include "dsig/DSigReference.h"
+#include "dsig/SignatureTimestampInfo.h"
+#include "dsig/XadesBinding.h"
 #include "dsig/_clsXmlDSigBase.h"
 #include "host/cert/SystemCertsHolder.h"
 #include "host/log/ExtPtrArrayRc.h"
@@ -116,6 +118,12 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
     bool describeReference(int index, DSigReference& out);
     bool describeSignedInfo(StringBuffer& canonMethod, StringBuffer& prefixList,
                             StringBuffer& signatureMethod, StringBuffer& signatureId);
+    // The XAdES signer binding of the selected signature, matched against signerCertDer (the
+    // certificate whose key verified it; empty when none). False when no signature is selected.
+    bool GetXadesBinding(const DataBuffer& signerCertDer, XadesBinding& out);
+    // Checks the XAdES signature timestamp of the selected signature whatever UncommonOptions
+    // say (out.present false when it has none). False when no signature is selected.
+    bool CheckSignatureTimeStamp(SignatureTimestampInfo& out);
 
   protected:
     // Internal operations; the log comes last.
@@ -223,6 +231,9 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
     int countReferenceFailures(LogBase& log);
     bool locateSelectedSignature(const StringBuffer& sigId, XmlSigLocate& loc, LogBase& log);
     bool checkTimestampIfAsked(const XmlSigLocate& loc, LogBase& log);
+    bool checkTimestampAt(const XmlSigLocate& loc, LogBase& log);
+    // Where verifyEncapsulatedTimeStamp reports what it found (null: nobody asked).
+    SignatureTimestampInfo* m_timestampRecord = nullptr;
     bool configureSignedInfoCanon(XmlCanon& canon, StringBuffer& method, LogBase& log);
     bool canonicalSignedText(XmlCanon& canon, const XmlSigLocate& loc, StringBuffer& out,
                              LogBase& log);

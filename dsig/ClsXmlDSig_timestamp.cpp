@@ -5,10 +5,12 @@
 #include "host/cert/Asn1XmlConverter.h"
 #include "host/cms/CmsSignedData.h"
 #include "host/crypto/_tvHash.h"
+#include "host/log/CritSecExitor.h"
 #include "host/log/LogContextExitor.h"
 #include "host/log/RefCountedObjectOwner.h"
 #include "host/xml/ClsXml.h"
 #include "host/xml/XmlCanon.h"
+#include "host/xml/XmlSigLocate.h"
 
 namespace xmldsig {
 
@@ -91,7 +93,43 @@ bool imprintMatches(const StringBuffer& oid, StringBuffer& canonText, const Data
     return false;
 }
 
+// For CheckSignatureTimeStamp: what the verified token says.
+void recordToken(const CmsSignedData& cms, const DataBuffer& tstInfo, const StringBuffer& oid,
+                 SignatureTimestampInfo& out) {
+    out.hasTime = CmsSignedData::timestampTime(tstInfo, out.time);
+    const char* name = _tvHash::hashName(_tvHash::oidToHashAlg(oid));
+    out.hashAlgorithm = name != nullptr && *name != 0 ? name : oid.getString();
+    cms.getSignerCertDer(out.tsaCertDer);
+    cms.getCertsDer(out.tokenCerts);
+}
+
 }  // namespace
+
+bool ClsXmlDSig::CheckSignatureTimeStamp(SignatureTimestampInfo& out) {
+    CritSecExitor lock(this);
+    LogContextExitor ctx(*this, "CheckSignatureTimeStamp");
+    out = SignatureTimestampInfo();
+    ClsXml* sig = selectedSignature();
+    if (sig == nullptr) {
+        m_log.LogError("No signature at the selector index.");
+        return false;
+    }
+    ClsXml* stamp = sig->searchForTag(nullptr, "*:EncapsulatedTimeStamp");
+    RefCountedObjectOwner stampOwner(stamp);
+    if (stamp == nullptr) return true;
+    out.present = true;
+    StringBuffer sigId;
+    selectedSignatureId(sigId, m_log);
+    XmlSigLocate loc;
+    m_timestampRecord = &out;
+    out.verified = locateSelectedSignature(sigId, loc, m_log) && checkTimestampAt(loc, m_log);
+    m_timestampRecord = nullptr;
+    for (const auto& e : m_log.entries())  // the first error says most: the others follow from it
+        if (!out.verified && out.problem.empty() && e.kind == _tvLogger::EntryKind::Error)
+            out.problem = e.text;
+    logSuccessFailure(out.verified);
+    return true;
+}
 
 bool ClsXmlDSig::verifyEncapsulatedTimeStamp(const StringBuffer& sigText, ClsXml& sigXml,
                                              LogBase& log) {
@@ -118,6 +156,7 @@ bool ClsXmlDSig::verifyEncapsulatedTimeStamp(const StringBuffer& sigText, ClsXml
     StringBuffer oid;
     DataBuffer expected;
     if (!readImprint(tstInfo, oid, expected, log)) return false;
+    if (m_timestampRecord != nullptr) recordToken(cms, tstInfo, oid, *m_timestampRecord);
 
     StringBuffer sigValueText;
     if (!detail::captureUniqueTagContent("SignatureValue", sigText, sigValueText, log))

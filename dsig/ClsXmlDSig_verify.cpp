@@ -146,6 +146,10 @@ bool ClsXmlDSig::locateSelectedSignature(const StringBuffer& sigId, XmlSigLocate
 
 bool ClsXmlDSig::checkTimestampIfAsked(const XmlSigLocate& loc, LogBase& log) {
     if (!log.uncommonOptions().containsSubstringNoCase("VerifyEncapsulatedTimeStamp")) return true;
+    return checkTimestampAt(loc, log);
+}
+
+bool ClsXmlDSig::checkTimestampAt(const XmlSigLocate& loc, LogBase& log) {
     LogContextExitor ctx(log, "checkEncapsulatedTimeStamp");
     if (loc.m_signatureLoc >= m_xmlText.getSize()) return true;
     StringBuffer sigText;

@@ -4,7 +4,9 @@
 #pragma once
 
 #include <cstddef>
+#include <ctime>
 #include <memory>
+#include <vector>
 
 struct CMS_ContentInfo_st;
 
@@ -45,6 +47,13 @@ class CmsSignedData {
     // of sysCerts, at the token's time for a timestamp token and for the time-stamping purpose.
     bool verifyOpaqueSignature(DataBuffer& content, _clsCades& cades, SystemCerts* sysCerts,
                                LogBase& log);
+
+    // After verifyOpaqueSignature: the DER of the first signer's certificate, and of every
+    // certificate the structure carries (appended). False when there is none.
+    bool getSignerCertDer(DataBuffer& out) const;
+    bool getCertsDer(std::vector<DataBuffer>& out) const;
+    // The genTime of a timestamp token's TSTInfo DER.
+    static bool timestampTime(const DataBuffer& tstInfo, std::time_t& out);
 
     // Asks a timestamp authority for a token over data and replaces token with its DER (empty
     // on failure). Options of json: "timestampToken.tsaUrl" (required),

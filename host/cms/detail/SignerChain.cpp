@@ -20,8 +20,9 @@ bool isTimestampToken(CMS_ContentInfo& cms) {
     return type != nullptr && OBJ_obj2nid(type) == NID_id_smime_ct_TSTInfo;
 }
 
-// The genTime of a TSTInfo, the moment the authority vouches for.
-std::optional<std::time_t> tokenTime(const DataBuffer& tstInfo) {
+}  // namespace
+
+std::optional<std::time_t> timestampTokenTime(const DataBuffer& tstInfo) {
     const unsigned char* p = tstInfo.getData2();
     TsTstInfoPtr info(d2i_TS_TST_INFO(nullptr, &p, static_cast<long>(tstInfo.getSize())));
     if (info == nullptr) return std::nullopt;
@@ -29,6 +30,8 @@ std::optional<std::time_t> tokenTime(const DataBuffer& tstInfo) {
     if (ASN1_TIME_to_tm(TS_TST_INFO_get_time(info.get()), &tm) != 1) return std::nullopt;
     return timegm(&tm);
 }
+
+namespace {
 
 // Every certificate of the store as an OpenSSL store of trust anchors. Any of them may end a
 // chain: a vault can hold an intermediate the caller trusts.
@@ -98,7 +101,7 @@ bool verifySignerChains(CMS_ContentInfo& cms, STACK_OF(X509) * certs, const Data
     const int purpose = token ? X509_PURPOSE_TIMESTAMP_SIGN : X509_PURPOSE_ANY;
     std::optional<std::time_t> at;
     if (token) {
-        at = tokenTime(content);
+        at = timestampTokenTime(content);
         if (!at) {
             log.LogError("Cannot read the time of the timestamp token.");
             return false;

@@ -4,6 +4,9 @@
 
 #include <openssl/cms.h>
 
+#include <ctime>
+#include <optional>
+
 namespace xmldsig {
 class DataBuffer;
 class LogBase;
@@ -11,6 +14,9 @@ class SystemCerts;
 }  // namespace xmldsig
 
 namespace xmldsig::detail {
+
+// The genTime of a TSTInfo, the moment the authority vouches for (nothing when unreadable).
+std::optional<std::time_t> timestampTokenTime(const DataBuffer& tstInfo);
 
 // certs: certificates that are not in the structure but may be intermediate links (may be
 // null). content: the encapsulated content; for a timestamp token (a TSTInfo) the chain is
