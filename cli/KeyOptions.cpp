@@ -1,12 +1,18 @@
 #include "cli/KeyOptions.h"
 
 #include <cstdio>
+#include <filesystem>
+
+#include "host/cert/TavolinX509.h"
+#include "host/log/LogNull.h"
+#include "host/xml/FileSys.h"
 
 namespace xmldsig::cli {
 
-const OptionSpec kOptKey{"--key", true, true, "FILE",
-                         "the signer's key: a public key, private key or certificate, PEM or DER "
-                         "(repeatable); the signature must be by one of them"};
+const OptionSpec kOptKey{"--key", true, true, "[NAME=]FILE",
+                         "a signer's key: a public key, private key or certificate, PEM or DER "
+                         "(repeatable); only the given keys may verify, KeyInfo keys are never "
+                         "tried; NAME=FILE binds the key to the KeyName NAME"};
 const OptionSpec kOptCert{"--cert", true, true, "FILE",
                           "a certificate file (PEM, DER or base64) for the certificate store "
                           "that X509IssuerSerial, X509SubjectName and X509SKI are looked up in"};
@@ -17,22 +23,13 @@ const OptionSpec kOptHmacEncoding{"--hmac-encoding", true, false, "ENC",
                                   "how --hmac-key is written: ascii (default), hex, base64"};
 
 KeyOptions::~KeyOptions() {
-    for (ClsPublicKey* k : m_keys) k->decRefCount();
+    for (GivenKey& k : m_keys) k.key->decRefCount();
     delete m_vault;
 }
 
 bool KeyOptions::load(const ParsedArgs& args) {
-    for (const auto& file : args.all("--key")) {
-        ClsPublicKey* key = ClsPublicKey::createNewCls();
-        if (key == nullptr) return false;
-        if (!key->LoadFromFile(XString(file.c_str()))) {
-            std::fprintf(stderr, "xmldsig: --key %s: no public key could be read\n%s", file.c_str(),
-                         key->lastErrorText().c_str());
-            key->decRefCount();
-            return false;
-        }
-        m_keys.push_back(key);
-    }
+    for (const auto& spec : args.all("--key"))
+        if (!loadKey(spec)) return false;
     if (args.has("--cert") || args.has("--cert-dir")) {
         m_vault = ClsXmlCertVault::createNewCls();
         if (m_vault == nullptr) return false;
@@ -68,6 +65,54 @@ bool KeyOptions::load(const ParsedArgs& args) {
         return false;
     }
     return true;
+}
+
+bool KeyOptions::loadKey(const std::string& spec) {
+    GivenKey given;
+    given.file = spec;
+    // NAME=FILE, unless the whole text names a file.
+    const auto eq = spec.find('=');
+    std::error_code ec;
+    if (eq != std::string::npos && eq > 0 && !std::filesystem::exists(spec, ec)) {
+        given.name = spec.substr(0, eq);
+        given.file = spec.substr(eq + 1);
+    }
+    ClsPublicKey* key = ClsPublicKey::createNewCls();
+    if (key == nullptr) return false;
+    if (!key->LoadFromFile(XString(given.file.c_str()))) {
+        std::fprintf(stderr, "xmldsig: --key %s: no public key could be read\n%s", spec.c_str(),
+                     key->lastErrorText().c_str());
+        key->decRefCount();
+        return false;
+    }
+    given.key = key;
+    LogNull quiet;
+    DataBuffer bytes;
+    TavolinX509 cert;
+    if (FileSys::readFileToDb(given.file.c_str(), bytes, quiet, TavolinX509::kMaxCertBytes) &&
+        cert.loadX509Any(bytes, quiet)) {
+        DataBuffer der;
+        cert.getCertDer(der);
+        StringBuffer b64;
+        der.encodeDB("base64", b64);
+        given.certBase64 = b64.str();
+    }
+    m_keys.push_back(given);
+    return true;
+}
+
+std::vector<const GivenKey*> KeyOptions::candidatesFor(const std::string& keyName,
+                                                       std::string& why) const {
+    bool anyNamed = false;
+    for (const GivenKey& k : m_keys) anyNamed = anyNamed || !k.name.empty();
+    std::vector<const GivenKey*> out;
+    for (const GivenKey& k : m_keys) {
+        if (!anyNamed || (keyName.empty() ? k.name.empty() : k.name == keyName)) out.push_back(&k);
+    }
+    if (out.empty())
+        why = keyName.empty() ? "the signature has no KeyName and every --key is bound to a name"
+                              : "KeyName " + keyName + " names no given key";
+    return out;
 }
 
 bool KeyOptions::applyTo(ClsXmlDSig& dsig) {

@@ -12,6 +12,14 @@
 
 namespace xmldsig::cli {
 
+// One --key: the key, the file it came from, the KeyName it is bound to (NAME=FILE) and the
+// certificate when the file held one.
+struct GivenKey {
+    ClsPublicKey* key = nullptr;
+    std::string file, name;
+    std::string certBase64;  // empty when the file held a bare key
+};
+
 class KeyOptions {
   public:
     KeyOptions() = default;
@@ -24,11 +32,18 @@ class KeyOptions {
     // Gives the certificate vault and the HMAC key to a component; false (after printing why)
     // when the HMAC key cannot be decoded.
     bool applyTo(ClsXmlDSig& dsig);
-    const std::vector<ClsPublicKey*>& keys() const { return m_keys; }
+    const std::vector<GivenKey>& keys() const { return m_keys; }
+    bool pinned() const { return !m_keys.empty(); }
+    // The given keys that may verify a signature whose KeyInfo has keyName ("" when it has
+    // none): with named keys given, a KeyName selects the key bound to it; keys without a name
+    // serve signatures without a KeyName, or all signatures when no key is named. Empty, with
+    // why set, when none may.
+    std::vector<const GivenKey*> candidatesFor(const std::string& keyName, std::string& why) const;
     bool hasHmacKey() const { return m_hasHmac; }
 
   private:
-    std::vector<ClsPublicKey*> m_keys;
+    bool loadKey(const std::string& spec);
+    std::vector<GivenKey> m_keys;
     ClsXmlCertVault* m_vault = nullptr;
     bool m_hasHmac = false;
     std::string m_hmacKey, m_hmacEncoding;

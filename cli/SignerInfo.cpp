@@ -1,10 +1,8 @@
 #include "cli/SignerInfo.h"
 
 #include "host/cert/TavolinX509.h"
-#include "host/crypto/ClsPublicKey.h"
 #include "host/log/LogNull.h"
 #include "host/log/RefCountedObjectOwner.h"
-#include "host/xml/ClsStringArray.h"
 #include "host/xml/ClsXml.h"
 
 namespace xmldsig::cli {
@@ -38,39 +36,40 @@ std::string keyInfoForm(ClsXml& keyInfo) {
 
 }  // namespace
 
-SignerInfo describeSigner(ClsXmlDSig& dsig) {
+SignerInfo describeSigner(ClsXmlDSig& dsig, const std::string& certBase64,
+                          const std::string& source) {
     SignerInfo info;
+    info.source = source;
     if (ClsXml* keyInfo = dsig.GetKeyInfo()) {
         RefCountedObjectOwner owner(keyInfo);
         info.keyForm = keyInfoForm(*keyInfo);
     }
-    // The signer's certificate is the one holding the key KeyInfo yields first (X509Data may
-    // carry the whole chain, in any order).
-    ClsPublicKey* signerKey = dsig.GetPublicKey();
-    if (signerKey == nullptr) return info;
-    RefCountedObjectOwner keyOwner(signerKey);
-    ClsStringArray certs;
-    dsig.GetCerts(certs);
     LogNull quiet;
     TavolinX509 cert;
-    bool found = false;
-    for (int i = 0; i < certs.count() && !found; ++i) {
-        const char* b64 = certs.getString(i);
-        DataBuffer spki;
-        ClsPublicKey* key = ClsPublicKey::createNewCls();
-        if (key == nullptr) break;
-        found = b64 != nullptr && cert.loadX509Base64(b64, std::string(b64).size(), quiet) &&
-                cert.get_PublicKey(spki, quiet) && key->loadAnyDer(spki, quiet) &&
-                key->Equals(*signerKey);
-        key->decRefCount();
-    }
-    if (!found) return info;
-    XString subject, serial;
+    if (certBase64.empty() || !cert.loadX509Base64(certBase64.c_str(), certBase64.size(), quiet))
+        return info;
+    info.hasCert = true;
+    XString subject, issuer, serial, from, to;
     cert.getDN(true, true, subject, quiet, 0);
+    cert.getDN(false, true, issuer, quiet, 0);
     cert.get_SerialNumber(serial, quiet);
+    cert.get_ValidFromStr(from);
+    cert.get_ValidToStr(to);
     info.subject = subject.getUtf8();
+    info.issuer = issuer.getUtf8();
     info.serial = serial.getUtf8();
+    info.notBefore = from.getUtf8();
+    info.notAfter = to.getUtf8();
+    DataBuffer sha256;
+    StringBuffer hex;
+    if (cert.getThumbprint(7, sha256) && sha256.encodeDB("hex", hex)) info.sha256 = hex.str();
     return info;
+}
+
+std::string signerSummary(const SignerInfo& signer) {
+    const std::string from = "key from " + (signer.source.empty() ? "nowhere" : signer.source);
+    if (!signer.hasCert) return from + ", no certificate";
+    return "signer " + signer.subject + "; " + from;
 }
 
 }  // namespace xmldsig::cli

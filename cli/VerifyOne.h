@@ -6,7 +6,9 @@
 #include <vector>
 
 #include "cli/KeyOptions.h"
+#include "cli/Policy.h"
 #include "dsig/ClsXmlDSig.h"
+#include "dsig/ReferenceCoverage.h"
 
 namespace xmldsig::cli {
 
@@ -14,23 +16,32 @@ struct ReferenceResult {
     int index;
     std::string uri, digestMethod;
     bool ok;
-    int reason;  // RefFailReason
+    int reason;          // RefFailReason
+    std::string detail;  // the reason in words when the number says too little
+    ReferenceCoverage coverage;
 };
 
 struct SignatureVerdict {
     bool valid = false;
-    std::string why;        // empty when valid
-    std::string keySource;  // "KeyInfo", "--key", "--hmac-key" or "none"
+    VerifyFailure failure = VerifyFailure::None;
+    std::string why;         // empty when valid
+    std::string keySource;   // where the verifying key came from ("KeyInfo/...", "--key FILE",
+                             // "--hmac-key"); "none" when nothing verified
+    std::string signerCert;  // base64 DER of the verifying key's certificate; empty when none
+    bool pinned = false;     // only --key keys were candidates
     bool signedInfoSigned = true;
     std::string signatureMethod, canonicalizationMethod;
     std::vector<ReferenceResult> references;
+    std::vector<ClsXmlDSig::ManifestReferenceResult> manifestReferences;
+    Findings warnings;  // what qualifies a valid verdict (refuses it under --policy strict)
     std::string log;          // the diagnostic log of the verification
     std::string explanation;  // with explain: where the hashed bytes of failed references are
 };
 
-// Where --explain writes, and which file and signature the names are made from.
+// Where --explain and --signed-out write, and which file and signature the names are made from.
 struct ExplainTarget {
-    std::string dir;  // empty: do not explain
+    std::string dir;        // --explain; empty: do not explain
+    std::string signedOut;  // --signed-out; empty: do not write
     std::string file;
     int signature = 0;
 };
@@ -38,8 +49,5 @@ struct ExplainTarget {
 // Verifies the selected signature. checkReferences false skips the reference digests.
 SignatureVerdict verifySelected(ClsXmlDSig& dsig, const KeyOptions& keys, bool checkReferences,
                                 bool ignoreExternal, const ExplainTarget& explain);
-
-// The last error line of the component's log, or "" when there is none.
-std::string lastLoggedError(const ClsBase& component);
 
 }  // namespace xmldsig::cli

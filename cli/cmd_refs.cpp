@@ -7,6 +7,7 @@
 #include "cli/Commands.h"
 #include "cli/Explain.h"
 #include "cli/Input.h"
+#include "cli/JsonFields.h"
 #include "cli/RefReasons.h"
 #include "cli/Session.h"
 
@@ -20,8 +21,8 @@ const Command kRefsCommand{
     "only when every digest matches. External references are read from the files given\n"
     "with --ref-file, else looked up in the --ext-dir directories (by default the\n"
     "document's own directory).",
-    {kOptSignature, kOptExtDir, kOptRefFile, kOptIgnoreExternal, kOptExplain, kOptOption, kOptJson,
-     kOptLog, kOptVerbose},
+    {kOptSignature, kOptExtDir, kOptRefFile, kOptIgnoreExternal, kOptExplain, kOptSignedOut,
+     kOptOption, kOptJson, kOptLog, kOptVerbose},
     1,
     1,
 };
@@ -34,6 +35,7 @@ struct RefOutcome {
     bool ok;
     int reason;
     bool skipped;
+    ReferenceCoverage coverage;
 };
 
 }  // namespace
@@ -57,7 +59,8 @@ int runRefs(const ParsedArgs& args) {
     bool allOk = true;
     std::vector<RefOutcome> outcomes;
     const bool explain = args.has("--explain");
-    dsig.put_KeepHashedData(explain);
+    const std::string signedOut = args.value("--signed-out");
+    dsig.put_KeepHashedData(explain || !signedOut.empty());
     for (int i = 0; i < dsig.get_NumReferences(); ++i) {
         DSigReference ref;
         dsig.describeReference(i, ref);
@@ -66,12 +69,16 @@ int runRefs(const ParsedArgs& args) {
                      ref.m_digestMethod.str(),
                      dsig.VerifyReferenceDigest(i),
                      dsig.get_RefFailReason(),
-                     false};
-        o.skipped = !o.ok && o.reason == 2 && args.has("--ignore-external");
+                     false,
+                     {}};
+        dsig.describeCoverage(i, o.coverage);
+        o.skipped = !o.ok && o.reason == RefFail::kExternalMissing && args.has("--ignore-external");
         allOk = allOk && (o.ok || o.skipped);
         outcomes.push_back(o);
         if (args.has("--log")) std::fprintf(stderr, "%s", dsig.lastErrorText().c_str());
-        if (explain && !o.ok && o.reason == 1)
+        if (!signedOut.empty())
+            report.errText(writeHashedReference(dsig, signedOut, file, sig, i, true));
+        if (explain && !o.ok && o.reason == RefFail::kDigestMismatch)
             report.errText(explainReference(dsig, args.value("--explain"), file, sig, i));
     }
 
@@ -88,7 +95,8 @@ int runRefs(const ParsedArgs& args) {
                                                   : o.skipped ? "skipped"
                                                               : "fail"},
                                        {"refFailReason", o.reason},
-                                       {"reason", refFailReasonText(o.reason)}});
+                                       {"reason", refFailReasonText(o.reason)},
+                                       {"covers", coverageJson(o.coverage)}});
         std::printf("%s\n",
                     j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
     } else {

@@ -12,6 +12,7 @@
 #include "cli/Explain.h"
 #include "cli/FileList.h"
 #include "cli/Input.h"
+#include "cli/JsonFields.h"
 #include "cli/KeyOptions.h"
 #include "cli/RefReasons.h"
 #include "cli/Session.h"
@@ -37,12 +38,14 @@ const Command kVerifyCommand{
      kOptRefFile,
      kOptIgnoreExternal,
      kOptExplain,
+     kOptSignedOut,
      kOptKey,
      kOptCert,
      kOptCertDir,
      kOptHmacKey,
      kOptHmacEncoding,
      kOptOption,
+     kOptPolicy,
      kOptJson,
      kOptLog,
      kOptVerbose},
@@ -63,7 +66,8 @@ nlohmann::json verdictJson(const std::string& file, int index, const SignatureVe
                                    : ignoreExternal && r.reason == 2 ? "skipped"
                                                                      : "fail"},
                         {"refFailReason", r.reason},
-                        {"reason", refFailReasonText(r.reason)}});
+                        {"reason", r.detail.empty() ? refFailReasonText(r.reason) : r.detail},
+                        {"covers", coverageJson(r.coverage)}});
     nlohmann::json j = {{"file", file},
                         {"index", index},
                         {"verdict", v.valid ? "valid" : "invalid"},
@@ -75,7 +79,23 @@ nlohmann::json verdictJson(const std::string& file, int index, const SignatureVe
                         {"signedInfoSigned", v.signedInfoSigned},
                         {"family", family},
                         {"references", refs}};
-    if (!signer.subject.empty()) {
+    j["pinnedKeys"] = v.pinned;
+    nlohmann::json warnings = nlohmann::json::array();
+    for (const auto& w : v.warnings.all()) warnings.push_back({{"code", w.code}, {"text", w.text}});
+    j["warnings"] = warnings;
+    if (!v.manifestReferences.empty()) {
+        nlohmann::json m = nlohmann::json::array();
+        for (const auto& r : v.manifestReferences)
+            m.push_back({{"reference", r.signatureReference},
+                         {"index", r.index},
+                         {"uri", r.uri},
+                         {"result", r.ok ? "match" : "fail"},
+                         {"refFailReason", r.reason},
+                         {"reason", r.detail.empty() ? refFailReasonText(r.reason) : r.detail}});
+        j["manifestReferences"] = m;
+    }
+    if (v.valid) j["signer"] = signerJson(signer);
+    if (signer.hasCert) {
         j["signerSubject"] = signer.subject;
         j["signerSerial"] = signer.serial;
     }
@@ -84,6 +104,24 @@ nlohmann::json verdictJson(const std::string& file, int index, const SignatureVe
 
 std::string dumpJson(const nlohmann::json& j) {
     return j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+}
+
+// After "valid": who signed, how far that was checked, and what qualifies the verdict.
+std::string validNote(const SignatureVerdict& v, const SignerInfo& signer) {
+    std::string note = signerSummary(signer);
+    if (!v.signedInfoSigned) note += "; SignedInfo itself is not signed (e-invoice rules)";
+    note += "; signer not checked against a trust store";
+    if (!v.warnings.empty()) note += "; warnings: " + v.warnings.summary();
+    return note;
+}
+
+// Findings qualify a valid verdict; under --policy strict they refuse it.
+void applyPolicy(ClsXmlDSig& dsig, const ParsedArgs& args, SignatureVerdict& v) {
+    if (!v.valid) return;
+    collectFindings(dsig, args, v.warnings);
+    if (!strictPolicy(args) || v.warnings.empty()) return;
+    v.valid = false;
+    v.why = "policy strict: " + v.warnings.summary();
 }
 
 FileOutcome loadFailure(const std::string& file, const ParsedArgs& args, Report& report) {
@@ -106,16 +144,21 @@ bool verifySignatureOfFile(const std::string& file, Session& session, int index,
     ClsXmlDSig& dsig = session.dsig();
     dsig.put_Selector(index);
     if (!session.applyReferenceOptions(file)) return false;
-    const ExplainTarget explain{args.value("--explain"), file, index};
-    const SignatureVerdict v =
+    const ExplainTarget explain{args.value("--explain"), args.value("--signed-out"), file, index};
+    SignatureVerdict v =
         verifySelected(dsig, keys, !args.has("--no-refs"), args.has("--ignore-external"), explain);
+    applyPolicy(dsig, args, v);
     report.errText(v.explanation);
     (v.valid ? outcome.valid : outcome.invalid)++;
-    if (args.has("--json"))
-        report.outText(dumpJson(verdictJson(file, index, v, describeSigner(dsig),
-                                            dsig.detectedFamily(), args.has("--ignore-external"))));
-    else if (v.valid)
-        report.out("%s#%d: valid\n", file.c_str(), index);
+    const SignerInfo signer = describeSigner(dsig, v.signerCert, v.keySource);
+    if (args.has("--json")) {
+        nlohmann::json j = verdictJson(file, index, v, signer, dsig.detectedFamily(),
+                                       args.has("--ignore-external"));
+        j["policy"] = strictPolicy(args) ? "strict" : "default";
+        if (allowsDigestErrors(args)) j["allowXmlDigestError"] = true;
+        report.outText(dumpJson(j));
+    } else if (v.valid)
+        report.out("%s#%d: valid (%s)\n", file.c_str(), index, validNote(v, signer).c_str());
     else
         report.out("%s#%d: invalid (%s)\n", file.c_str(), index, v.why.c_str());
     if (args.has("--log")) report.errText(v.log);

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "cli/Commands.h"
+#include "cli/Policy.h"
 
 using namespace xmldsig::cli;
 
@@ -59,6 +60,14 @@ int main(int argc, char** argv) {
                          error.c_str(), c.spec->name);
             return kExitUsage;
         }
+        if (!checkOptionWords(args, error)) {
+            std::fprintf(stderr, "xmldsig %s: %s\n", c.spec->name, error.c_str());
+            return kExitUsage;
+        }
+        if (allowsDigestErrors(args))
+            std::fprintf(stderr,
+                         "xmldsig: warning: AllowXmlDigestError is in effect: reference digests "
+                         "that do not match are reported as matching\n");
         return c.run(args);
     }
     std::fprintf(stderr, "xmldsig: unknown command '%s'\n\n", name.c_str());

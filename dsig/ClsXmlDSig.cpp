@@ -3,6 +3,8 @@
 
 #include <new>
 
+#include "dsig/detail/KeyOrigins.h"
+#include "host/crypto/ClsPublicKey.h"
 #include "host/log/CritSecExitor.h"
 #include "host/log/LogContextExitor.h"
 #include "host/xml/ClsXml.h"
@@ -17,7 +19,7 @@ ClsXmlDSig* ClsXmlDSig::createNewCls() {
     }
 }
 
-ClsXmlDSig::ClsXmlDSig() {
+ClsXmlDSig::ClsXmlDSig() : m_keyOrigins(std::make_unique<detail::KeyOrigins>()) {
     m_refExternalData.setOwnsObjects(true);
 }
 
@@ -32,6 +34,7 @@ ClsXmlDSig::~ClsXmlDSig() {
     m_signatures.removeAllObjects();
     m_selector = 0;
     m_publicKeys.removeAllObjects();
+    clearVerifyingKey();
 }
 
 int ClsXmlDSig::get_Selector() {

@@ -3,10 +3,15 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
 
 #include "dsig/DSigReference.h"
 #include "dsig/SignatureTimestampInfo.h"
 #include "dsig/XadesBinding.h"
+#include "dsig/ReferenceCoverage.h"
+#include "dsig/VerifyFailure.h"
 #include "dsig/_clsXmlDSigBase.h"
 #include "host/cert/SystemCertsHolder.h"
 #include "host/log/ExtPtrArrayRc.h"
@@ -17,7 +22,8 @@ namespace xmldsig {
 
 namespace detail {
 struct RefDigestWork;
-}
+class KeyOrigins;
+}  // namespace detail
 namespace dom {
 class Document;
 }
@@ -106,6 +112,40 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
     // from disk, out stays empty and filePath names the file. False when nothing was hashed.
     bool GetHashedData(ClsBinData& out, XString& filePath);
 
+    // Pinned keys (this component's own addition): when on, VerifySignature tries only the keys
+    // the caller gave (SetPublicKey, SetHmacKey); no key or certificate of KeyInfo, of a token
+    // or of the certificate store is tried. Off by default.
+    bool get_PinnedKeysOnly();
+    void put_PinnedKeysOnly(bool pinned);
+    // What verified the last VerifySignature (nothing after a false result): the key (a new
+    // counted reference, or null; null also for HMAC), the certificate it came from (base64 DER;
+    // false when the key had none, as for key values and caller keys), and where the key came
+    // from ("KeyInfo/X509Data/X509Certificate[1]", "KeyInfo/KeyValue/RSAKeyValue", "caller
+    // key", "caller HMAC key"...).
+    ClsPublicKey* GetVerifyingKey();
+    bool GetVerifyingCert(XString& base64Der);
+    bool GetVerifyingKeySource(XString& out);
+    // Manifests (this component's own addition): every Reference of the selected signature whose
+    // Type ends in "#Manifest" and whose URI names a Manifest element: each reference of that
+    // Manifest checked like a reference digest. False when one does not match (an external
+    // reference without data counts only when IgnoreExternalRefs is off).
+    struct ManifestReferenceResult {
+        int signatureReference = 0;  // the SignedInfo reference that points at the Manifest
+        int index = 0;               // the reference's index in the Manifest
+        std::string uri;
+        bool ok = false;
+        int reason = 0;  // as RefFailReason
+        std::string detail;
+    };
+    bool VerifyManifests(std::vector<ManifestReferenceResult>& out);
+
+    // Why the last VerifySignature returned false (None after true), and the same in words.
+    VerifyFailure get_VerifyFailure();
+    void GetVerifyFailureDetail(XString& out);
+    // The last reference check's failure in words when the RefFailReason number says too
+    // little (an Id carried by several elements); empty otherwise.
+    void GetRefFailDetail(XString& out);
+
     // Read-only views for tools and reports (this component's own additions).
     // Short name of the document family detected at load ("" when none).
     const char* detectedFamily() const;
@@ -116,6 +156,8 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
     FamilyFlags familyFlags() const;
     // The parsed Reference at index of the selected signature; false when there is none.
     bool describeReference(int index, DSigReference& out);
+    // What the reference at index covers in the loaded document; false when there is none.
+    bool describeCoverage(int index, ReferenceCoverage& out);
     bool describeSignedInfo(StringBuffer& canonMethod, StringBuffer& prefixList,
                             StringBuffer& signatureMethod, StringBuffer& signatureId);
     // The XAdES signer binding of the selected signature, matched against signerCertDer (the
@@ -214,6 +256,25 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
   private:
     ClsXmlDSig();
     DataBuffer* hashRecord() { return m_keepHashedData ? &m_lastHashed : nullptr; }
+    // Records why VerifySignature fails and returns false.
+    bool failVerify(VerifyFailure why, const std::string& detail);
+    // A key joins the candidates: appended to keys, its origin recorded (fromCert: it was made by
+    // publicKeyFromX509 just before). Null keys are ignored.
+    void addCandidate(ExtPtrArrayRc& keys, ClsPublicKey* key, const std::string& source,
+                      bool fromCert);
+    void recordVerifyingKey(ClsPublicKey* key);
+    // "Id X appears N times (possible signature wrapping)" when several elements carry id,
+    // otherwise the text given.
+    std::string wrappingDetail(const StringBuffer& id, const std::string& otherwise) const;
+    void clearVerifyingKey();
+    ClsXml* m_manifest = nullptr;  // while VerifyManifests runs: references are read from it
+    bool m_pinnedKeysOnly = false;
+    VerifyFailure m_verifyFailure = VerifyFailure::None;
+    std::string m_verifyFailureDetail;
+    std::string m_refFailDetail;
+    std::unique_ptr<detail::KeyOrigins> m_keyOrigins;
+    ClsPublicKey* m_verifyingKey = nullptr;  // counted reference
+    std::string m_verifyingSource, m_verifyingCert;
     bool m_keepHashedData = false;
     DataBuffer m_lastHashed;
     XString m_lastHashedFile;
@@ -228,7 +289,7 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
     bool zatcaRetry(StringBuffer& uri, DSigReference& reference, detail::RefDigestWork& w,
                     LogBase& log);
     // Steps of VerifySignature.
-    int countReferenceFailures(LogBase& log);
+    int countReferenceFailures(std::string& firstFailure, LogBase& log);
     bool locateSelectedSignature(const StringBuffer& sigId, XmlSigLocate& loc, LogBase& log);
     bool checkTimestampIfAsked(const XmlSigLocate& loc, LogBase& log);
     bool checkTimestampAt(const XmlSigLocate& loc, LogBase& log);

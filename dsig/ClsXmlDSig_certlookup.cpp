@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "dsig/ClsXmlDSig.h"
+#include "dsig/detail/KeyOrigins.h"
 #include "host/cert/Asn1XmlConverter.h"
 #include "host/cert/DistinguishedName.h"
 #include "host/cert/StoredCertificate.h"
@@ -42,6 +43,9 @@ ClsPublicKey* ClsXmlDSig::publicKeyFromX509(TavolinX509& cert, LogBase& log) {
     if (key == nullptr) return nullptr;
     if (key->loadAnyDer(der, log)) {
         log.LogInfo("Loaded public key from X.509 certificate in KeyInfo.");
+        StringBuffer certB64;
+        certDerAsBase64(&cert, certB64);
+        m_keyOrigins->noteCert(key, certB64.str());
         return key;
     }
     log.LogError("Failed to parse public key DER");

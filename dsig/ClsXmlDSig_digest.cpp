@@ -64,7 +64,7 @@ bool ClsXmlDSig::verifyReferenceDigest(int index, bool& missingExternalData, Ext
     LogContextExitor ctx(log, "verifyReferenceDigest");
     if (verifyReferenceDigest2(index, missingExternalData, refDirs, log)) return true;
     log.LogDataLong("invalidDigestReason", m_refFailReason);
-    if (m_refFailReason != 1) return false;
+    if (m_refFailReason != RefFail::kDigestMismatch) return false;
 
     if (m_emulateSortBug) {
         log.LogInfo(
@@ -115,7 +115,8 @@ bool ClsXmlDSig::verifyReferenceDigest2(int index, bool& missingExternalData,
     m_lastHashed.clear();
     m_lastHashedFile.clear();
     missingExternalData = false;
-    m_refFailReason = 99;
+    m_refFailReason = RefFail::kOther;
+    m_refFailDetail.clear();
 
     StringBuffer sigId;
     selectedSignatureId(sigId, log);
@@ -125,7 +126,7 @@ bool ClsXmlDSig::verifyReferenceDigest2(int index, bool& missingExternalData,
     ClsXml* refXml = getReference(index, log);
     if (refXml == nullptr) {
         log.LogError("No Reference at index");
-        m_refFailReason = 3;
+        m_refFailReason = RefFail::kNoReference;
         return false;
     }
     RefCountedObjectOwner refOwner(refXml);
@@ -147,7 +148,8 @@ bool ClsXmlDSig::verifyReferenceDigest2(int index, bool& missingExternalData,
 
     log.LogDataSb("externalUri", uri);
     std::unique_ptr<DSigRefExternalData> fromDirs;
-    DSigRefExternalData* data = getExtRef(index, false, log);
+    // Data the caller set belongs to SignedInfo's references, not to a Manifest's.
+    DSigRefExternalData* data = m_manifest != nullptr ? nullptr : getExtRef(index, false, log);
     if (data == nullptr && refDirs.getSize() != 0) {
         fromDirs = findInRefDirs(uri, refDirs, log);
         data = fromDirs.get();
@@ -161,7 +163,7 @@ bool ClsXmlDSig::verifyReferenceDigest2(int index, bool& missingExternalData,
             "Hint 2: Set the ExternalRefDirs property to specify a set of directories to "
             "look for the referenced file.");
         missingExternalData = true;
-        m_refFailReason = 2;
+        m_refFailReason = RefFail::kExternalMissing;
         return false;
     }
 
@@ -179,7 +181,7 @@ bool ClsXmlDSig::verifyReferenceDigest2(int index, bool& missingExternalData,
         if (!source.openDataSourceFile(data->m_filePath.getUtf8(), log)) return false;
         if (!_tvHash::hashDataSource(source, hashAlg, nullptr, digest, nullptr, log)) {
             log.LogError("Failed to hash the external file data.");
-            m_refFailReason = 2;
+            m_refFailReason = RefFail::kExternalMissing;
             return false;
         }
     }
@@ -190,7 +192,7 @@ bool ClsXmlDSig::verifyReferenceDigest2(int index, bool& missingExternalData,
     log.LogDataSb("calculatedDigest", calculated);
     log.LogDataSb("storedRefDigest", reference.m_digestValue);
     const bool match = calculated.equals(reference.m_digestValue);
-    m_refFailReason = match ? 0 : 1;
+    m_refFailReason = match ? RefFail::kMatched : RefFail::kDigestMismatch;
     return match;
 }
 

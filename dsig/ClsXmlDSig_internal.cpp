@@ -54,7 +54,8 @@ bool ClsXmlDSig::verifyInternalReference(int index, StringBuffer& uri, DSigRefer
     // Wrapping defence: an Id that several elements carry is ambiguous, whatever family rule
     // would pick one of them later.
     if (m_xmlDoc != nullptr && !checkIdNotDuplicated(*m_xmlDoc, uri.getString(), log)) {
-        m_refFailReason = 5;
+        m_refFailReason = RefFail::kCanonicalization;
+        m_refFailDetail = wrappingDetail(uri, "");
         return false;
     }
 
@@ -82,7 +83,7 @@ bool ClsXmlDSig::verifyInternalReference(int index, StringBuffer& uri, DSigRefer
             }
             algorithm.append(m_isZatca ? "xml-exc-c14n" : "REC-xml-c14n-20010315");
             if (!transformCanonicalize(nullptr, w.text, algorithm, uri, log, &w)) {
-                m_refFailReason = 5;
+                m_refFailReason = RefFail::kCanonicalization;
                 return false;
             }
         } else {
@@ -126,7 +127,7 @@ bool ClsXmlDSig::applyTransforms(StringBuffer& uri, DSigReference& reference,
     if (!w.canonicalized) {
         StringBuffer algorithm("REC-xml-c14n-20010315");
         if (!transformCanonicalize(nullptr, w.text, algorithm, uri, log, &w)) {
-            m_refFailReason = 5;
+            m_refFailReason = RefFail::kCanonicalization;
             return false;
         }
     }
@@ -159,7 +160,7 @@ bool ClsXmlDSig::applyOneTransform(ClsXml& transform, StringBuffer& uri, DSigRef
     }
     if (algorithm.containsSubstring("xml-c14n") || algorithm.containsSubstring("xml-exc-c14n")) {
         if (!transformCanonicalize(&transform, w.text, algorithm, uri, log, &w)) {
-            m_refFailReason = 5;
+            m_refFailReason = RefFail::kCanonicalization;
             return false;
         }
         w.canonicalized = true;

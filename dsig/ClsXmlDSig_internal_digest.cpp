@@ -137,13 +137,13 @@ bool ClsXmlDSig::compareReferenceDigest(StringBuffer& uri, DSigReference& refere
     log.LogDataSb("calculatedDigest", w.calculated);
     log.LogDataSb("storedRefDigest", stored);
     if (w.calculated.equals(stored)) {
-        m_refFailReason = 0;
+        m_refFailReason = RefFail::kMatched;
         return true;
     }
 
     if (!m_isZatca && w.calculated.getSize() + 8 < stored.getSize() &&
         w.text.containsSubstring("SignedProperties") && zatcaRetry(uri, reference, w, log)) {
-        m_refFailReason = 0;
+        m_refFailReason = RefFail::kMatched;
         return true;
     }
     if (m_isMyInvois) {
@@ -155,7 +155,7 @@ bool ClsXmlDSig::compareReferenceDigest(StringBuffer& uri, DSigReference& refere
                 m_myInvoisDigest.clear();
                 m_myInvoisDigest.append(lhdnDigest);
             }
-            m_refFailReason = 0;
+            m_refFailReason = RefFail::kMatched;
             return true;
         }
     }
@@ -169,15 +169,15 @@ bool ClsXmlDSig::compareReferenceDigest(StringBuffer& uri, DSigReference& refere
         bytes.encodeDB("base64", storedB64);
         log.LogDataSb("storedRefDigest_base64", storedB64);
         if (storedB64.equals(w.calculated)) {
-            m_refFailReason = 0;
+            m_refFailReason = RefFail::kMatched;
             return true;
         }
     }
     if (log.uncommonOptions().containsSubstring("AllowXmlDigestError")) {
-        m_refFailReason = 0;
+        m_refFailReason = RefFail::kMatched;
         return true;
     }
-    m_refFailReason = 1;
+    m_refFailReason = RefFail::kDigestMismatch;
     return false;
 }
 

@@ -2,6 +2,7 @@
 // WS-Security token references, and the keys the caller sets.
 #include "dsig/ClsXmlDSig.h"
 #include "dsig/detail/IssuerSerial.h"
+#include "dsig/detail/KeyOrigins.h"
 #include "host/cert/CertificateHolder.h"
 #include "host/cert/ClsXmlCertVault.h"
 #include "host/cert/DistinguishedName.h"
@@ -20,26 +21,23 @@ namespace xmldsig {
 
 namespace {
 
-void appendKey(ExtPtrArrayRc& keys, ClsPublicKey* key) {
-    if (key != nullptr) keys.appendRefCounted(key);
-}
-
 struct KeyValueForm {
     const char* tag;
+    const char* source;
     const char* loaded;
     const char* failed;
 };
 
 const KeyValueForm kKeyValueForms[] = {
-    {"*:RSAKeyValue", "Loaded public key from RSA XML in KeyInfo.",
+    {"*:RSAKeyValue", "KeyInfo/KeyValue/RSAKeyValue", "Loaded public key from RSA XML in KeyInfo.",
      "Failed to parse public key RSA XML"},
-    {"*:DSAKeyValue", "Loaded public key from DSA XML in KeyInfo.",
+    {"*:DSAKeyValue", "KeyInfo/KeyValue/DSAKeyValue", "Loaded public key from DSA XML in KeyInfo.",
      "Failed to parse public key DSA XML"},
-    {"*:ECKeyValue", "Loaded public key from ECDSA XML in KeyInfo.",
+    {"*:ECKeyValue", "KeyInfo/KeyValue/ECKeyValue", "Loaded public key from ECDSA XML in KeyInfo.",
      "Failed to parse public key ECDSA XML"},
     // The RFC 4050 form, still written by some signers.
-    {"*:ECDSAKeyValue", "Loaded public key from ECDSA XML in KeyInfo.",
-     "Failed to parse public key ECDSA XML"},
+    {"*:ECDSAKeyValue", "KeyInfo/KeyValue/ECDSAKeyValue",
+     "Loaded public key from ECDSA XML in KeyInfo.", "Failed to parse public key ECDSA XML"},
 };
 
 }  // namespace
@@ -47,7 +45,10 @@ const KeyValueForm kKeyValueForms[] = {
 bool ClsXmlDSig::getPublicKey(bool keyInfoOnly, ExtPtrArrayRc& keys, LogBase& log) {
     LogContextExitor ctx(log, "getXmlDsigPublicKey");
     if (log.verbose()) log.LogDataLong("bKeyInfoOnly", keyInfoOnly ? 1 : 0);
-    if (ClsXml* keyInfo = getKeyInfo(log)) {
+    m_keyOrigins->clear();
+    if (!keyInfoOnly && m_pinnedKeysOnly) {
+        log.LogInfo("Pinned keys: only the caller's key is a candidate.");
+    } else if (ClsXml* keyInfo = getKeyInfo(log)) {
         RefCountedObjectOwner owner(keyInfo);
         publicKeyFromKeyInfo(*keyInfo, keys, log);
         if (log.verbose()) log.LogDataLong("numPublicKeys", keys.getSize());
@@ -55,7 +56,7 @@ bool ClsXmlDSig::getPublicKey(bool keyInfoOnly, ExtPtrArrayRc& keys, LogBase& lo
     if (!keyInfoOnly) {
         if (auto* own = static_cast<ClsPublicKey*>(m_publicKeys.elementAt(m_selector))) {
             own->incRefCount();
-            keys.appendRefCounted(own);
+            addCandidate(keys, own, "caller key", false);
         }
     }
     return keys.getSize() != 0;
@@ -83,7 +84,7 @@ bool ClsXmlDSig::publicKeyFromKeyInfo(ClsXml& keyInfo, ExtPtrArrayRc& keys, LogB
                 return false;
             }
             log.LogInfo(form.loaded);
-            keys.appendRefCounted(key);
+            addCandidate(keys, key, form.source, false);
         }
     }
 
@@ -96,12 +97,15 @@ bool ClsXmlDSig::publicKeyFromKeyInfo(ClsXml& keyInfo, ExtPtrArrayRc& keys, LogB
             StringBuffer b64;
             if (x509Data->getChildContentUtf8("*:X509Certificate[i]", b64, false) &&
                 b64.getSize() != 0)
-                appendKey(keys, publicKeyFromCertBase64(b64, seen, log));
+                addCandidate(keys, publicKeyFromCertBase64(b64, seen, log),
+                             "KeyInfo/X509Data/X509Certificate[" + std::to_string(i + 1) + "]",
+                             true);
         }
         StringBuffer cn, serialHex, isKey;
         if (detail::readIssuerSerial(*x509Data, cn, serialHex, isKey, log) &&
             !seen.hashContainsSb(isKey))
-            appendKey(keys, getPublicKeyByIssuerNameAndSerial(cn, serialHex, log));
+            addCandidate(keys, getPublicKeyByIssuerNameAndSerial(cn, serialHex, log),
+                         "KeyInfo/X509Data/X509IssuerSerial (certificate store)", true);
     }
 
     StringBuffer subject;
@@ -111,12 +115,15 @@ bool ClsXmlDSig::publicKeyFromKeyInfo(ClsXml& keyInfo, ExtPtrArrayRc& keys, LogB
         DistinguishedName::toTvCanonHashKey(subject.getString(), subjectKey, log);
         if (!seen.hashContainsSb(subjectKey)) {
             reverseSubjectNameDN(subject, reversed, log);
-            appendKey(keys, getPublicKeyBySubjectName(reversed, log));
+            addCandidate(keys, getPublicKeyBySubjectName(reversed, log),
+                         "KeyInfo/X509Data/X509SubjectName (certificate store)", true);
         }
     }
     StringBuffer ski;
     keyInfo.getChildContentUtf8("*:X509Data|*:X509SKI", ski, false);
-    if (ski.getSize() != 0) appendKey(keys, getPublicKeyBySKI(ski, log));
+    if (ski.getSize() != 0)
+        addCandidate(keys, getPublicKeyBySKI(ski, log),
+                     "KeyInfo/X509Data/X509SKI (certificate store)", true);
 
     ClsXml* str = keyInfo.getChildWithTagUtf8("*:SecurityTokenReference");
     if (str == nullptr) return true;

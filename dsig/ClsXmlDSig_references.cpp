@@ -45,6 +45,7 @@ ClsXml* ClsXmlDSig::getReference(int index, LogBase& log) {
         log.LogDataLong("m_selector", m_selector);
         log.LogDataLong("index", index);
     }
+    if (m_manifest != nullptr) return m_manifest->getNthChildWithTagUtf8("*:Reference", index, log);
     ClsXml* sig = selectedSignature();
     if (sig == nullptr) {
         log.LogError("No object in dsig array at the current selector index.");

@@ -86,7 +86,8 @@ bool ClsXmlDSig::keysFromTokenReference(ClsXml& str, ExtPtrArrayRc& keys, String
     if (m_systemCerts != nullptr) {
         std::unique_ptr<CertificateHolder> holder;
         if (TavolinX509* cert = certFromKeyIdentifier(str, *m_systemCerts, holder, log)) {
-            if (ClsPublicKey* key = publicKeyFromX509(*cert, log)) keys.appendRefCounted(key);
+            addCandidate(keys, publicKeyFromX509(*cert, log),
+                         "KeyInfo/SecurityTokenReference/KeyIdentifier", true);
         }
     }
 
@@ -102,7 +103,8 @@ bool ClsXmlDSig::keysFromTokenReference(ClsXml& str, ExtPtrArrayRc& keys, String
             log.LogError("Failed to get public key from cert.");
             return false;
         }
-        keys.appendRefCounted(key);
+        addCandidate(keys, key, "KeyInfo/SecurityTokenReference/Reference (BinarySecurityToken)",
+                     true);
     }
 
     ClsXml* keyId = str.getChildWithTagUtf8("*:KeyIdentifier");
@@ -139,7 +141,8 @@ bool ClsXmlDSig::keysFromTokenReference(ClsXml& str, ExtPtrArrayRc& keys, String
         return false;
     }
     log.LogInfo("Got public key from base64 cert.");
-    keys.appendRefCounted(key);
+    addCandidate(keys, key, "KeyInfo/SecurityTokenReference/KeyIdentifier (BinarySecurityToken)",
+                 true);
     return true;
 }
 

@@ -9,6 +9,7 @@
 #include "host/text/ContentCoding.h"
 #include "host/xml/ClsXml.h"
 #include "host/xml/XmlCanon.h"
+#include "host/xml/XmlIdCheck.h"
 #include "host/xml/XmlSigLocate.h"
 
 namespace xmldsig {
@@ -23,24 +24,28 @@ bool ClsXmlDSig::VerifySignature(bool verifyReferenceDigests) {
     checkSetMyInvois(log);
     log.LogDataBool("verifyReferenceDigests", verifyReferenceDigests);
     log.LogDataLong("selector", m_selector);
+    m_verifyFailure = VerifyFailure::None;
+    m_verifyFailureDetail.clear();
+    clearVerifyingKey();
 
     if (m_signatures.getSize() == 0) {
         log.LogError("There are no signatures.");
-        return false;
+        return failVerify(VerifyFailure::NoSignature, "There are no signatures.");
     }
     StringBuffer sigId;
     selectedSignatureId(sigId, log);
     log.LogDataSb("SignatureId", sigId);
     if (get_NumReferences() == 0) {
         log.LogError("There are no references.");
-        return false;
+        return failVerify(VerifyFailure::NoReference, "There are no references.");
     }
     if (verifyReferenceDigests) {
-        const int failures = countReferenceFailures(log);
+        std::string firstRefFailure;
+        const int failures = countReferenceFailures(firstRefFailure, log);
         if (failures > 0) {
             log.LogDataLong("refFailureCount", failures);
             logSuccessFailure(false);
-            return false;
+            return failVerify(VerifyFailure::ReferenceDigest, firstRefFailure);
         }
     }
 
@@ -62,37 +67,41 @@ bool ClsXmlDSig::VerifySignature(bool verifyReferenceDigests) {
     StringBuffer sigValueText;
     if (!getSignatureValue(sigValueText, log)) {
         log.LogError("Unable to find the SignatureValue element.");
-        return false;
+        return failVerify(VerifyFailure::SignatureValue,
+                          "Unable to find the SignatureValue element.");
     }
     DataBuffer sigBytes;
     if (!ContentCoding::decodeBase64ToDb(sigValueText.getString(), sigValueText.getSize(),
                                          sigBytes)) {
         log.LogError("Failed to decode base64 SignatureValue.");
-        return false;
+        return failVerify(VerifyFailure::SignatureValue, "Failed to decode base64 SignatureValue.");
     }
     StringBuffer sigMethod;
     if (!getSignedInfoField("SignatureMethod", "Algorithm", sigMethod, log)) {
         log.LogError("Unable to location the SignatureMethod algorithm within the SignedInfo.");
-        return false;
+        return failVerify(VerifyFailure::SignedInfo, "no SignatureMethod algorithm in SignedInfo");
     }
     log.LogDataSb("SignatureMethod", sigMethod);
     const int hashAlg = signatureMethodToHashAlg(sigMethod, log);
     const int keyType = signatureMethodToKeyType(sigMethod, log);
     if (hashAlg < 0) {
         log.LogError("Hash algorithm not implemented yet by Tavolin.");
-        return false;
+        return failVerify(VerifyFailure::UnsupportedSignatureMethod,
+                          "unsupported signature method " + sigMethod.str());
     }
     if (keyType < 0) {
         log.LogError("Key type not implemented yet by Tavolin.");
-        return false;
+        return failVerify(VerifyFailure::UnsupportedSignatureMethod,
+                          "unsupported signature method " + sigMethod.str());
     }
     DataBuffer hash;
-    if (hashAlg != 0 && !hashToVerify(hashAlg, signedText, hash, log)) return false;
+    if (hashAlg != 0 && !hashToVerify(hashAlg, signedText, hash, log))
+        return failVerify(VerifyFailure::SignedInfo, "the signed data could not be hashed");
     return verifyWithKeys(keyType, hashAlg, sigMethod, signedText, sigValueText, sigBytes, hash,
                           canonMethod, log);
 }
 
-int ClsXmlDSig::countReferenceFailures(LogBase& log) {
+int ClsXmlDSig::countReferenceFailures(std::string& first, LogBase& log) {
     log.LogDataX("externalRefDirs", m_externalRefDirs);
     ExtPtrArraySb dirs;
     if (!m_externalRefDirs.isEmpty()) m_externalRefDirs.getUtf8Sb().split(dirs, ';', true, true);
@@ -104,7 +113,10 @@ int ClsXmlDSig::countReferenceFailures(LogBase& log) {
         if (verifyReferenceDigest(i, externalMissing, dirs, log)) continue;
         log.LogError("Failed to verify reference digest");
         log.LogDataLong("referenceIndex", i);
-        if (!(externalMissing && m_ignoreExternalRefs)) ++failures;
+        if (externalMissing && m_ignoreExternalRefs) continue;
+        if (failures++ == 0)
+            first = "reference " + std::to_string(i) + ": " +
+                    (m_refFailDetail.empty() ? RefFail::text(m_refFailReason) : m_refFailDetail);
     }
     return failures;
 }
@@ -114,7 +126,7 @@ bool ClsXmlDSig::locateSelectedSignature(const StringBuffer& sigId, XmlSigLocate
     ClsXml* firstRef = getReference(0, log);
     if (firstRef == nullptr) {
         log.LogError("No Reference at index 0");
-        return false;
+        return failVerify(VerifyFailure::NoReference, "No Reference at index 0");
     }
     RefCountedObjectOwner owner(firstRef);
     DSigReference reference;
@@ -126,11 +138,13 @@ bool ClsXmlDSig::locateSelectedSignature(const StringBuffer& sigId, XmlSigLocate
         if (!loc.FindXmlSigById(sigId, m_xmlText, dtd, log)) {
             log.LogInfo_n("Unable to find the Signature by Id.", 3);
             log.LogDataSb("signatureId", sigId);
-            return false;
+            return failVerify(VerifyFailure::SignatureNotLocated,
+                              wrappingDetail(sigId, "the Signature with Id " + sigId.str() +
+                                                        " is not in the document text"));
         }
     } else if (!loc.FindXmlSigByRefDigest(reference.m_digestValue, m_xmlText, dtd, log)) {
         log.LogError("Unable to find the Signature.");
-        return false;
+        return failVerify(VerifyFailure::SignatureNotLocated, "Unable to find the Signature.");
     }
     // The text search must land on the very element that was selected in the tree; anything
     // else means two signatures share an identity and the document is refused.
@@ -139,7 +153,8 @@ bool ClsXmlDSig::locateSelectedSignature(const StringBuffer& sigId, XmlSigLocate
         selected->node()->start != loc.m_signatureLoc) {
         log.LogError("The signature found in the text is not the selected signature.");
         log.LogDataUint32("foundAt", loc.m_signatureLoc);
-        return false;
+        return failVerify(VerifyFailure::SignatureNotLocated,
+                          "The signature found in the text is not the selected signature.");
     }
     return true;
 }
@@ -157,15 +172,16 @@ bool ClsXmlDSig::checkTimestampAt(const XmlSigLocate& loc, LogBase& log) {
     if (log.verbose()) log.LogBracketed("signature", sigText);
     if (!sigText.containsSubstring("EncapsulatedTimeStamp")) return true;
     ClsXml* xml = ClsXml::createNewCls();
-    if (xml == nullptr) return false;
+    if (xml == nullptr) return failVerify(VerifyFailure::Timestamp, "out of memory");
     RefCountedObjectOwner owner(xml);
     if (!xml->loadXml(sigText, true, log)) {
         log.LogError("Failed to load signature XML.");
-        return false;
+        return failVerify(VerifyFailure::Timestamp, "Failed to load signature XML.");
     }
     if (!verifyEncapsulatedTimeStamp(sigText, *xml, log)) {
         log.LogError("Verification of encapsulated timestamp failed.");
-        return false;
+        return failVerify(VerifyFailure::Timestamp,
+                          "Verification of encapsulated timestamp failed.");
     }
     return true;
 }
@@ -174,7 +190,8 @@ bool ClsXmlDSig::configureSignedInfoCanon(XmlCanon& canon, StringBuffer& method,
     StringBuffer prefixList;
     if (!getCanonicalizationMethod(method, prefixList, log)) {
         log.LogError("Unable to get SignedInfo CanonicalizationMethod.");
-        return false;
+        return failVerify(VerifyFailure::SignedInfo,
+                          "Unable to get SignedInfo CanonicalizationMethod.");
     }
     if (prefixList.getSize() != 0) prefixList.split(canon.m_inclusivePrefixes, ' ', true, true);
     canon.m_mode = 1;
@@ -203,7 +220,8 @@ bool ClsXmlDSig::canonicalSignedText(XmlCanon& canon, const XmlSigLocate& loc, S
         m_siiDteOffset < signedInfoAt) {
         if (!canon.xmlCanonicalize(m_siiDte, nullptr, signedInfoAt - m_siiDteOffset, out, log)) {
             log.LogError("Failed to canonicalize sii.cl SignedInfo fragment.");
-            return false;
+            return failVerify(VerifyFailure::SignedInfo,
+                              "Failed to canonicalize sii.cl SignedInfo fragment.");
         }
         return true;
     }
@@ -214,7 +232,8 @@ bool ClsXmlDSig::canonicalSignedText(XmlCanon& canon, const XmlSigLocate& loc, S
         const uint32_t offset = dodaAt < 0 ? signedInfoAt : signedInfoAt - dodaAt;
         if (!canon.xmlCanonicalize(doda, nullptr, offset, out, log)) {
             log.LogError("Failed to canonicalize doda SignedInfo fragment.");
-            return false;
+            return failVerify(VerifyFailure::SignedInfo,
+                              "Failed to canonicalize doda SignedInfo fragment.");
         }
         return true;
     }
@@ -222,19 +241,21 @@ bool ClsXmlDSig::canonicalSignedText(XmlCanon& canon, const XmlSigLocate& loc, S
         ClsXml* first = getReference(0, log);
         if (first == nullptr) {
             log.LogError("Failed to get first reference for signature verification.");
-            return false;
+            return failVerify(VerifyFailure::SignedInfo,
+                              "Failed to get first reference for signature verification.");
         }
         RefCountedObjectOwner owner(first);
         if (!first->getChildContentUtf8("*:DigestValue", out, false) || out.getSize() == 0) {
             log.LogError("Failed to get invoiceHash for signature verification.");
-            return false;
+            return failVerify(VerifyFailure::SignedInfo,
+                              "Failed to get invoiceHash for signature verification.");
         }
         return true;
     }
     canon.useParsedDocument(treeIfUnchanged(m_xmlText));
     if (!canon.xmlCanonicalize(m_xmlText, nullptr, signedInfoAt, out, log)) {
         log.LogError("Failed to canonicalize SignedInfo fragment.");
-        return false;
+        return failVerify(VerifyFailure::SignedInfo, "Failed to canonicalize SignedInfo fragment.");
     }
     return true;
 }

@@ -1,4 +1,6 @@
 // The last step of VerifySignature: the signature value under each candidate key, by key type.
+#include <string>
+
 #include "dsig/ClsXmlDSig.h"
 #include "host/crypto/ClsPublicKey.h"
 #include "host/crypto/DsaCore.h"
@@ -15,9 +17,11 @@ ClsPublicKey* keyAt(ExtPtrArrayRc& keys, int i) {
     return static_cast<ClsPublicKey*>(keys.elementAt(i));
 }
 
-bool verifyRsa(ExtPtrArrayRc& keys, int hashAlg, const StringBuffer& sigMethod,
-               const DataBuffer& sig, const DataBuffer& hash, const StringBuffer& canonMethod,
-               const StringBuffer& signedText, LogBase& log) {
+// The key that verified (borrowed), or null.
+ClsPublicKey* verifyRsa(ExtPtrArrayRc& keys, int hashAlg, const StringBuffer& sigMethod,
+                        const DataBuffer& sig, const DataBuffer& hash,
+                        const StringBuffer& canonMethod, const StringBuffer& signedText,
+                        std::string& failure, LogBase& log) {
     log.LogDataLong("numRsaKeys", keys.getSize());
     const int padding =
         sigMethod.containsSubstring("MGF1") ? RsaCore::kPaddingPss : RsaCore::kPaddingPkcs1v15;
@@ -35,36 +39,39 @@ bool verifyRsa(ExtPtrArrayRc& keys, int hashAlg, const StringBuffer& sigMethod,
             if (verified) {
                 log.LogInfo("The RSA signature was verified.");
             } else {
-                log.LogError("RSA verify hash found the signature to be invalid.");
+                failure = "RSA verify hash found the signature to be invalid.";
+                log.LogError(failure.c_str());
                 log.LogDataHexDb("signedInfoHash", hash);
                 log.LogDataSb("canonicalizationMethod", canonMethod);
                 log.LogDataSb("canonicalizedSignedInfo", signedText);
             }
-            return verified;
+            return verified ? key : nullptr;
         }
         if (wrongKey)
             log.LogInfo("Not the correct key.");
         else
             log.LogError("RSA verify hash failed.");
     }
-    return false;
+    return nullptr;
 }
 
-// DSA and ECDSA try every key of their type quietly; only the summary is logged.
+// DSA and ECDSA try every key of their type quietly; only the summary is logged. The key that
+// verified (borrowed), or null.
 template <typename Check>
-bool verifyEach(ExtPtrArrayRc& keys, const char* countKey, const char* failure, bool& nullKey,
-                LogBase& log, Check check) {
+ClsPublicKey* verifyEach(ExtPtrArrayRc& keys, const char* countKey, const char* failure,
+                         bool& nullKey, std::string& failureOut, LogBase& log, Check check) {
     log.LogDataLong(countKey, keys.getSize());
     for (int i = 0; i < keys.getSize(); ++i) {
         ClsPublicKey* key = keyAt(keys, i);
         if (key == nullptr) {
             nullKey = true;
-            return false;
+            return nullptr;
         }
-        if (check(*key)) return true;
+        if (check(*key)) return key;
     }
     log.LogError(failure);
-    return false;
+    failureOut = failure;
+    return nullptr;
 }
 
 }  // namespace
@@ -77,60 +84,67 @@ bool ClsXmlDSig::verifyWithKeys(int keyType, int hashAlg, const StringBuffer& si
     if (keyType >= 1 && keyType <= 3) {
         if (!getPublicKey(false, keys, log)) {
             log.LogError("No public key available to verify signature.");
-            return false;
+            return failVerify(VerifyFailure::NoKey, m_pinnedKeysOnly
+                                                        ? "no pinned key was given"
+                                                        : "No public key available to verify "
+                                                          "signature.");
         }
     } else if (keyType == 4) {
         if (m_hmacKey.getSize() == 0) {
             log.LogError("No HMAC key available to verify signature.");
-            return false;
+            return failVerify(VerifyFailure::NoKey, "No HMAC key available to verify signature.");
         }
     } else {
         log.LogInfo("Unknown key type...");
         log.LogError("Invalid key type");
         logSuccessFailure(false);
-        return false;
+        return failVerify(VerifyFailure::UnsupportedSignatureMethod,
+                          "unsupported signature method " + sigMethod.str());
     }
 
     bool verified = false, nullKey = false;
+    ClsPublicKey* verifier = nullptr;
+    std::string failure;
     LogNull quiet;
     switch (keyType) {
         case 1:
-            verified = keys.getSize() != 0 &&
-                       verifyRsa(keys, hashAlg, sigMethod, sig, hash, canonMethod, signedText, log);
+            if (keys.getSize() != 0)
+                verifier = verifyRsa(keys, hashAlg, sigMethod, sig, hash, canonMethod, signedText,
+                                     failure, log);
             break;
         case 2:
-            verified = keys.getSize() != 0 &&
-                       verifyEach(keys, "numDsaKeys", "DSA verify hash failed.", nullKey, log,
-                                  [&](ClsPublicKey& k) {
-                                      const DsaKeyData* dsa = k.pubKey().getDsaKey();
-                                      bool ok = false;
-                                      return dsa != nullptr &&
-                                             DsaCore::verifyHash(
-                                                 *dsa, sig.getData2(), sig.getSize(), true,
-                                                 hash.getData2(), hash.getSize(), ok, quiet) &&
-                                             ok;
-                                  });
+            if (keys.getSize() != 0)
+                verifier = verifyEach(keys, "numDsaKeys", "DSA verify hash failed.", nullKey,
+                                      failure, log, [&](ClsPublicKey& k) {
+                                          const DsaKeyData* dsa = k.pubKey().getDsaKey();
+                                          bool ok = false;
+                                          return dsa != nullptr &&
+                                                 DsaCore::verifyHash(
+                                                     *dsa, sig.getData2(), sig.getSize(), true,
+                                                     hash.getData2(), hash.getSize(), ok, quiet) &&
+                                                 ok;
+                                      });
             break;
         case 3:
-            verified = keys.getSize() != 0 &&
-                       verifyEach(keys, "numEcdsaKeys",
-                                  "ECDSA verify hash found the signature to be invalid.", nullKey,
-                                  log, [&](ClsPublicKey& k) {
-                                      const EccKeyData* ec = k.pubKey().getEccKey();
-                                      bool ok = false;
-                                      return ec != nullptr &&
-                                             ec->eccVerifyHash(sig.getData2(), sig.getSize(), false,
-                                                               hash.getData2(), hash.getSize(), ok,
-                                                               quiet, 0) &&
-                                             ok;
-                                  });
+            if (keys.getSize() != 0)
+                verifier = verifyEach(
+                    keys, "numEcdsaKeys", "ECDSA verify hash found the signature to be invalid.",
+                    nullKey, failure, log, [&](ClsPublicKey& k) {
+                        const EccKeyData* ec = k.pubKey().getEccKey();
+                        bool ok = false;
+                        return ec != nullptr &&
+                               ec->eccVerifyHash(sig.getData2(), sig.getSize(), false,
+                                                 hash.getData2(), hash.getSize(), ok, quiet, 0) &&
+                               ok;
+                    });
             break;
         default: {  // HMAC
             DataBuffer mac;
             if (!Hmac::doHMAC(reinterpret_cast<const unsigned char*>(signedText.getString()),
                               signedText.getSize(), m_hmacKey.getData2(), m_hmacKey.getSize(),
                               hashAlg, mac, log)) {
-                log.LogError("HMAC verify failed.");
+                failure = "HMAC verify failed.";
+                log.LogError(failure.c_str());
                 break;
             }
             StringBuffer macB64, expected;
@@ -138,12 +152,28 @@ bool ClsXmlDSig::verifyWithKeys(int keyType, int hashAlg, const StringBuffer& si
             expected.setString(sigValueText);
             expected.trim2();
             verified = macB64.equals(expected);
-            if (!verified) log.LogError("HMAC validation failed.");
+            if (!verified) {
+                failure = "HMAC validation failed.";
+                log.LogError(failure.c_str());
+            }
         }
     }
-    if (nullKey) return false;
+    if (keyType != 4) verified = verifier != nullptr;
+    if (nullKey) return failVerify(VerifyFailure::NoKey, "a candidate key is missing");
     logSuccessFailure(verified);
-    return verified;
+    if (!verified && hash.getSize() == 0 && keyType != 4)
+        return failVerify(VerifyFailure::UnsupportedSignatureMethod,
+                          "unsupported signature method " + sigMethod.str());
+    if (!verified && failure.empty())
+        failure = m_pinnedKeysOnly ? "the SignatureValue does not verify under the given keys"
+                                   : "the SignatureValue does not verify under any candidate key";
+    if (!verified) return failVerify(VerifyFailure::SignatureMismatch, failure);
+    if (keyType == 4) {
+        m_verifyingSource = "caller HMAC key";
+    } else {
+        recordVerifyingKey(verifier);
+    }
+    return true;
 }
 
 }  // namespace xmldsig
