@@ -63,16 +63,25 @@ std::string firstReferenceProblem(const SignatureVerdict& v, bool ignoreExternal
 }
 
 // The references of signed Manifests; false, with the reason, when one does not match.
+// A reference whose external data is not at hand is not checked: a warning, not a failure.
 bool checkManifests(ClsXmlDSig& dsig, SignatureVerdict& v) {
-    if (dsig.VerifyManifests(v.manifestReferences)) return true;
-    v.failure = VerifyFailure::ManifestReference;
+    dsig.VerifyManifests(v.manifestReferences);
+    bool ok = true;
     for (const auto& r : v.manifestReferences) {
         if (r.ok) continue;
+        if (r.reason == RefFail::kExternalMissing) {
+            v.warnings.add("manifest-reference-not-checked",
+                           "manifest reference " + std::to_string(r.index) + " (URI=\"" + r.uri +
+                               "\") not checked: no data");
+            continue;
+        }
+        ok = false;
+        v.failure = VerifyFailure::ManifestReference;
         v.why = "manifest reference " + std::to_string(r.index) + " does not match (URI=\"" +
                 r.uri + "\": " + (r.detail.empty() ? refFailReasonText(r.reason) : r.detail) + ")";
         break;
     }
-    return false;
+    return ok;
 }
 
 // Only the given keys may verify: each candidate in turn, the references checked once.
