@@ -69,10 +69,10 @@ bool checkManifests(ClsXmlDSig& dsig, SignatureVerdict& v) {
     bool ok = true;
     for (const auto& r : v.manifestReferences) {
         if (r.ok) continue;
-        if (r.reason == RefFail::kExternalMissing) {
+        if (r.reason == RefFail::kExternalMissing || r.detail.rfind("not checked", 0) == 0) {
             v.warnings.add("manifest-reference-not-checked",
                            "manifest reference " + std::to_string(r.index) + " (URI=\"" + r.uri +
-                               "\") not checked: no data");
+                               "\") " + (r.detail.empty() ? "not checked: no data" : r.detail));
             continue;
         }
         ok = false;

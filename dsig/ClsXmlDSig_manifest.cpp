@@ -61,6 +61,14 @@ bool ClsXmlDSig::VerifyManifests(std::vector<ManifestReferenceResult>& out) {
                 inner.parseReference(*innerXml, log);
             }
             r.uri = inner.m_uri.str();
+            // External data is hashed as it is: transforms over it would be skipped, so such a
+            // reference is reported as not checked rather than as a mismatch.
+            if (inner.m_transforms.getSize() != 0 && r.uri.size() != 0 && r.uri[0] != '#') {
+                r.reason = RefFail::kOther;
+                r.detail = "not checked: transforms over external data are not applied";
+                out.push_back(r);
+                continue;
+            }
             bool externalMissing = false;
             r.ok = verifyReferenceDigest(k, externalMissing, dirs, log);
             r.reason = m_refFailReason;
