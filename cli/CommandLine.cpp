@@ -17,6 +17,10 @@ const OptionSpec kOptExtDir{"--ext-dir", true, true, "DIR",
                             "a directory holding externally referenced files (repeatable)"};
 const OptionSpec kOptRefFile{"--ref-file", true, true, "N=FILE",
                              "digest FILE for reference N instead of looking it up (repeatable)"};
+const OptionSpec kOptMaxReferences{"--max-references", true, false, "N",
+                                   "allow up to N references per signature (default 100)"};
+const OptionSpec kOptMaxTransforms{"--max-transforms", true, false, "N",
+                                   "allow up to N transforms per reference (default 10)"};
 const OptionSpec kOptIgnoreExternal{"--ignore-external", false, false, nullptr,
                                     "do not count external references whose data is missing"};
 

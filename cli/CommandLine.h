@@ -50,5 +50,7 @@ extern const OptionSpec kOptJson;
 extern const OptionSpec kOptExtDir;
 extern const OptionSpec kOptRefFile;
 extern const OptionSpec kOptIgnoreExternal;
+extern const OptionSpec kOptMaxReferences;
+extern const OptionSpec kOptMaxTransforms;
 
 }  // namespace xmldsig::cli

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include "cli/Input.h"
 #include "host/xml/ClsBinData.h"
@@ -56,6 +57,26 @@ bool Session::selectedIndexes(int count, std::vector<int>& out) const {
     return true;
 }
 
+// --max-references and --max-transforms become the VerifyOptions members that raise the caps.
+bool Session::applyWorkCaps() {
+    std::string json;
+    for (const char* name : {"--max-references", "--max-transforms"}) {
+        if (!m_args.has(name)) continue;
+        const std::string v = m_args.value(name, "");
+        char* end = nullptr;
+        const long n = std::strtol(v.c_str(), &end, 10);
+        if (v.empty() || *end != '\0' || n < 0 || n > 1000000) {
+            m_report.err("xmldsig: %s %s: expected a number from 0 to 1000000\n", name, v.c_str());
+            return false;
+        }
+        json += std::string(json.empty() ? "{" : ", ") +
+                (name[6] == 'r' ? "\"MaxReferences\": " : "\"MaxTransforms\": ") +
+                std::to_string(n);
+    }
+    if (!json.empty()) m_dsig->put_VerifyOptions(XString((json + "}").c_str()));
+    return true;
+}
+
 bool Session::applyReferenceOptions(const std::string& file) {
     std::string dirs;
     for (const auto& d : m_args.all("--ext-dir")) dirs += (dirs.empty() ? "" : ";") + d;
@@ -65,6 +86,7 @@ bool Session::applyReferenceOptions(const std::string& file) {
     }
     m_dsig->put_ExternalRefDirs(XString(dirs.c_str()));
     m_dsig->put_IgnoreExternalRefs(m_args.has("--ignore-external"));
+    if (!applyWorkCaps()) return false;
     for (const auto& spec : m_args.all("--ref-file")) {
         auto eq = spec.find('=');
         char* end = nullptr;

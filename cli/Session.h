@@ -31,6 +31,7 @@ class Session {
     // Applies --ext-dir (default: the document's directory), --ignore-external and --ref-file
     // to the selected signature; false (after printing the problem) for a malformed --ref-file.
     bool applyReferenceOptions(const std::string& file);
+    bool applyWorkCaps();
 
   private:
     const ParsedArgs& m_args;

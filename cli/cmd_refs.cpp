@@ -21,8 +21,8 @@ const Command kRefsCommand{
     "only when every digest matches. External references are read from the files given\n"
     "with --ref-file, else looked up in the --ext-dir directories (by default the\n"
     "document's own directory).",
-    {kOptSignature, kOptExtDir, kOptRefFile, kOptIgnoreExternal, kOptExplain, kOptSignedOut,
-     kOptOption, kOptJson, kOptLog, kOptVerbose},
+    {kOptSignature, kOptExtDir, kOptRefFile, kOptIgnoreExternal, kOptMaxReferences,
+     kOptMaxTransforms, kOptExplain, kOptSignedOut, kOptOption, kOptJson, kOptLog, kOptVerbose},
     1,
     1,
 };

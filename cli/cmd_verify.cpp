@@ -37,6 +37,8 @@ const Command kVerifyCommand{
      kOptExtDir,
      kOptRefFile,
      kOptIgnoreExternal,
+     kOptMaxReferences,
+     kOptMaxTransforms,
      kOptExplain,
      kOptSignedOut,
      kOptKey,

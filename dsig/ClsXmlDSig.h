@@ -44,6 +44,12 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
     friend class TransformTestAccess;
 
   public:
+    // Work caps: a signature with more references, or a reference with more transforms, fails
+    // before any of them is processed. The VerifyOptions members "MaxReferences" and
+    // "MaxTransforms" raise them.
+    static constexpr int kMaxReferences = 100;
+    static constexpr int kMaxTransforms = 10;
+
     // Null (never an exception) when construction fails.
     static ClsXmlDSig* createNewCls();
     ~ClsXmlDSig() override;
@@ -288,6 +294,9 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
                                 detail::RefDigestWork& w, LogBase& log);
     bool zatcaRetry(StringBuffer& uri, DSigReference& reference, detail::RefDigestWork& w,
                     LogBase& log);
+    // The work caps (work_caps.cpp); false, logged, past a cap.
+    bool referenceCountWithinCap(LogBase& log);
+    bool transformCountWithinCap(int count, LogBase& log);
     // Steps of VerifySignature.
     int countReferenceFailures(std::string& firstFailure, LogBase& log);
     bool locateSelectedSignature(const StringBuffer& sigId, XmlSigLocate& loc, LogBase& log);

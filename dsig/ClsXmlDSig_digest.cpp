@@ -54,6 +54,11 @@ bool ClsXmlDSig::VerifyReferenceDigest(int index) {
     ExtPtrArraySb refDirs;
     splitRefDirs(m_externalRefDirs, refDirs);
     bool missingExternalData = false;
+    if (!referenceCountWithinCap(m_log)) {
+        m_refFailReason = 99;
+        logSuccessFailure(false);
+        return false;
+    }
     bool ok = verifyReferenceDigest(index, missingExternalData, refDirs, m_log);
     logSuccessFailure(ok);
     return ok;

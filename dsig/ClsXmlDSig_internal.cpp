@@ -111,6 +111,7 @@ bool ClsXmlDSig::applyTransforms(StringBuffer& uri, DSigReference& reference,
     if (!transforms->loadXml(reference.m_transforms, true, log)) return false;
 
     const int n = transforms->numChildrenHavingTagUtf8("*:Transform", log);
+    if (!transformCountWithinCap(n, log)) return false;  // reason 99: no retry
     w.saveMyInvoisDigest = m_isMyInvois && n == 3;
     if (log.verbose()) log.LogDataLong("numTransforms", n);
     for (int i = 0; i < n; ++i) {

@@ -39,6 +39,7 @@ bool ClsXmlDSig::VerifySignature(bool verifyReferenceDigests) {
         log.LogError("There are no references.");
         return failVerify(VerifyFailure::NoReference, "There are no references.");
     }
+    if (!referenceCountWithinCap(log)) return false;
     if (verifyReferenceDigests) {
         std::string firstRefFailure;
         const int failures = countReferenceFailures(firstRefFailure, log);

@@ -4,7 +4,9 @@
 //
 // Options understood: "VerifyTsaCertChain": true also requires the certificate that signed a
 // timestamp token to chain to a certificate of the verifier's store (by default the token's
-// signature is checked against the certificate it carries, whoever issued it).
+// signature is checked against the certificate it carries, whoever issued it). "MaxReferences"
+// and "MaxTransforms" raise the verifier's caps on references per SignedInfo and transforms
+// per reference.
 #pragma once
 
 #include "host/text/StringBuffer.h"
@@ -35,6 +37,9 @@ class _clsCades {
     // A boolean member of the options object; dflt when the options are empty or do not hold
     // it. Options that are not a JSON object are logged and read as empty.
     bool cmsOptionBool(const char* name, bool dflt, LogBase& log) const;
+    // A non-negative integer member, the same way; a member that is not one is logged and
+    // read as dflt.
+    int cmsOptionInt(const char* name, int dflt, LogBase& log) const;
 
   protected:
     StringBuffer m_cmsOptions;

@@ -116,6 +116,48 @@ TEST_F(TimestampTest, WithoutCanonicalizationMethodTheInclusiveFormIsHashed) {
               std::string::npos);
 }
 
+// A token whose TSTInfo (made by openssl asn1parse, signed by openssl cms with the authority's
+// key) carries a nonce of nonceBytes bytes; its imprint covers other data.
+std::string tokenWithNonce(std::size_t nonceBytes) {
+    LoopbackTsa& tsa = LoopbackTsa::shared();
+    const std::string conf = writeTempFile(
+        tsa.dir(), "tst.cnf",
+        "asn1=SEQUENCE:tst\n[tst]\nversion=INTEGER:1\npolicy=OID:1.2.3.4.1\n"
+        "imprint=SEQUENCE:imprint\nserial=INTEGER:42\ntime=GENTIME:20240501100000Z\n"
+        "nonce=INTEGER:0x7F" +
+            std::string(2 * nonceBytes, 'A') +
+            "\n[imprint]\nalg=SEQUENCE:alg\nmsg=FORMAT:HEX,OCTETSTRING:" + std::string(64, '0') +
+            "\n[alg]\noid=OID:sha256\n");
+    bool ok = false;
+    runShell("cd " + shellQuoted(tsa.dir()) + " && openssl asn1parse -genconf " +
+                 shellQuoted(conf) + " -noout -out " + shellQuoted(conf + ".der") +
+                 " && openssl cms -sign -binary -nodetach -econtent_type id-smime-ct-TSTInfo"
+                 " -signer tsa.pem -inkey tsa.key -outform DER -in " +
+                 shellQuoted(conf + ".der") + " -out " + shellQuoted(conf + ".tok") + " 2>&1",
+             ok);
+    return ok ? readFile(conf + ".tok") : std::string();
+}
+
+TEST_F(TimestampTest, OversizedTstInfoIsRefusedBeforeItIsRead) {
+    const std::string stamped = addTimestamp(signedDocument(), tsa().url()).out;
+    struct Row {
+        std::size_t nonceBytes;
+        const char* logLine;
+        bool contentLogged;
+    } rows[] = {{16, "Computed hash not equal to the expected hash.", true},
+                {70000, "The TSTInfo is larger than the cap of 65536 bytes.", false}};
+    for (const Row& r : rows) {
+        const std::string token = tokenWithNonce(r.nonceBytes);
+        ASSERT_GT(token.size(), r.nonceBytes);
+        VerifyOutcome v = verifyWithTimestamp(withToken(stamped, token));
+        EXPECT_FALSE(v.ok);
+        EXPECT_NE(v.log.find(r.logLine), std::string::npos) << r.nonceBytes << "\n" << v.log;
+        // Oversized content is not read: no hex rendering in the log, no imprint.
+        EXPECT_EQ(v.log.find("extractedAsn") != std::string::npos, r.contentLogged);
+        EXPECT_EQ(v.log.find("expected_hash") != std::string::npos, r.contentLogged);
+    }
+}
+
 TEST_F(TimestampTest, UnreachableAuthorityStillInsertsAnEmptyTimestamp) {
     const std::string signedXml = signedDocument();
     TimestampOutcome added = addTimestamp(signedXml, LoopbackTsa::closedUrl());
