@@ -8,6 +8,7 @@ packages=(
     libexpat1-dev libssl-dev libcurl4-openssl-dev nlohmann-json3-dev
     libgtest-dev libgmock-dev libbenchmark-dev
     libxml2-utils xmlsec1 openssl clang-format python3
+    clang libclang-rt-14-dev
 )
 
 missing=()
