@@ -40,7 +40,7 @@ cmake --build "$dir" -j "$(nproc)" --target "$([ "$target" = all ] && echo fuzze
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1:allocator_may_return_null=1}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
 run_one() {
-    local t=$1
+    local t=$1; shift
     mkdir -p "$dir/corpus/$t" "$dir/seeds/$t" "$dir/artifacts" "$dir/logs"
     echo "== $t for ${seconds}s (log: build/fuzz/logs/$t.log)"
     if "$dir/fuzz/$t" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=4096 \
