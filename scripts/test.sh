@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs every test: once in a plain build, once under
 # AddressSanitizer and UndefinedBehaviorSanitizer, and the multi-threaded tests under
-# ThreadSanitizer.
+# ThreadSanitizer; then builds every fuzz target and runs each for FUZZ_SECONDS (default 15) on
+# its seeds (FUZZ_SECONDS=0 skips that step).
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/install-deps.sh"
@@ -15,4 +16,11 @@ for flavour in release sanitize tsan; do
         TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
         ctest --test-dir "$dir" --output-on-failure -j "$jobs"
 done
+fuzz_seconds=${FUZZ_SECONDS:-15}
+if [ "$fuzz_seconds" -gt 0 ]; then
+    echo "== fuzz targets, ${fuzz_seconds}s each"
+    start=$(date +%s)
+    FUZZ_JOBS=$jobs "$root/scripts/fuzz.sh" all "$fuzz_seconds"
+    echo "== fuzz step took $(( $(date +%s) - start ))s"
+fi
 echo "== all tests passed"

@@ -103,6 +103,10 @@ TEST(ClsPublicKeyLoad, Pkcs1RsaPublicKeyDerAndPemText) {
     ASSERT_TRUE(fromPem->LoadPem(XString(std::string(pem.begin(), pem.end()).c_str())))
         << fromPem->lastErrorText();
     EXPECT_TRUE(fromPkcs1->Equals(*fromPem.p));
+    // As a key file too: OpenSSL's decoders, left to choose, read these two INTEGERs as DH.
+    KeyRef fromFile(keytest::loadKey(pkcs1));
+    ASSERT_TRUE(fromFile);
+    EXPECT_TRUE(fromFile->Equals(*fromPem.p));
 }
 
 // `openssl ecparam -genkey` writes the curve parameters before the key.

@@ -28,20 +28,24 @@ int refusePassphrase(char*, std::size_t, std::size_t*, const OSSL_PARAM[], void*
     return 0;  // encrypted keys are not ours to open
 }
 
-// OpenSSL's key decoders: PEM or DER, public or private, any structure.
+// OpenSSL's key decoders: PEM or DER, public or private, any structure, asked for each key type
+// we verify with in turn. Left free to choose, they read a PKCS#1 RSAPublicKey (two INTEGERs) as
+// DH parameters, a key that verifies nothing (and that OpenSSL 3.0 leaks memory encoding).
 EvpPkeyPtr decodeKey(const unsigned char* data, std::size_t len) {
-    EVP_PKEY* key = nullptr;
-    OsslDecoderCtxPtr ctx(
-        OSSL_DECODER_CTX_new_for_pkey(&key, nullptr, nullptr, nullptr, 0, nullptr, nullptr));
-    if (!ctx || OSSL_DECODER_CTX_set_passphrase_cb(ctx.get(), refusePassphrase, nullptr) != 1) {
-        return nullptr;
+    for (const char* type : {"RSA", "RSA-PSS", "EC", "DSA"}) {
+        EVP_PKEY* key = nullptr;
+        OsslDecoderCtxPtr ctx(
+            OSSL_DECODER_CTX_new_for_pkey(&key, nullptr, nullptr, type, 0, nullptr, nullptr));
+        if (!ctx || OSSL_DECODER_CTX_set_passphrase_cb(ctx.get(), refusePassphrase, nullptr) != 1) {
+            return nullptr;
+        }
+        const unsigned char* p = data;
+        std::size_t left = len;
+        const int rc = OSSL_DECODER_from_data(ctx.get(), &p, &left);
+        EvpPkeyPtr owned(key);  // the decoder may leave a result behind even when it fails
+        if (rc == 1 && owned) return publicHalf(owned.get());
     }
-    const unsigned char* p = data;
-    std::size_t left = len;
-    const int rc = OSSL_DECODER_from_data(ctx.get(), &p, &left);
-    EvpPkeyPtr owned(key);  // the decoder may leave a result behind even when it fails
-    if (rc != 1 || !owned) return nullptr;
-    return publicHalf(owned.get());
+    return nullptr;
 }
 
 X509Ptr decodeCertificate(const unsigned char* data, std::size_t len) {
