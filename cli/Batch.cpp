@@ -70,6 +70,7 @@ BatchTotals runBatch(const std::vector<std::string>& files, int jobs, bool progr
         totals.valid += outcomes[i].valid;
         totals.invalid += outcomes[i].invalid;
         totals.errors += outcomes[i].error ? 1 : 0;
+        totals.unsignedFiles += outcomes[i].unsignedFile ? 1 : 0;
         line.draw(i + 1);
     }
     for (auto& t : pool) t.join();

@@ -13,7 +13,8 @@ namespace xmldsig::cli {
 struct FileOutcome {
     int valid = 0;
     int invalid = 0;
-    bool error = false;  // the file could not be read, loaded or handled
+    bool error = false;         // the file could not be read, loaded or handled
+    bool unsignedFile = false;  // the file holds no signature
 };
 
 using FileTask = std::function<FileOutcome(const std::string& file, Report& report)>;
@@ -23,6 +24,7 @@ struct BatchTotals {
     int valid = 0;
     int invalid = 0;
     int errors = 0;
+    int unsignedFiles = 0;
     double seconds = 0;
 };
 

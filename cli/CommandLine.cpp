@@ -43,6 +43,40 @@ const OptionSpec* findOption(const Command& cmd, const std::string& name) {
     return nullptr;
 }
 
+bool allOf(const std::string& s, const char* chars) {
+    return !s.empty() && s.find_first_not_of(chars) == std::string::npos;
+}
+
+// The values the tool can judge before it reads a document; error names the bad argument.
+bool checkValues(const ParsedArgs& args, std::string& error) {
+    const std::string sig = args.value("--signature", "0");
+    if (!allOf(sig, "0123456789") || sig.size() > 9) {
+        error = "--signature " + sig + ": expected a signature number (0 is the first)";
+        return false;
+    }
+    for (const auto& spec : args.all("--ref-file")) {
+        const auto eq = spec.find('=');
+        const std::string n = spec.substr(0, eq);
+        if (eq == std::string::npos || !allOf(n, "0123456789") || n.size() > 3 ||
+            std::stoi(n) > 100 || eq + 1 == spec.size()) {
+            error = "--ref-file " + spec + ": expected N=FILE with N from 0 to 100";
+            return false;
+        }
+    }
+    if (!args.has("--hmac-key")) return true;
+    const std::string key = args.value("--hmac-key"), enc = args.value("--hmac-encoding", "ascii");
+    const char* alphabet =
+        enc == "hex"         ? "0123456789abcdefABCDEF"
+        : enc == "base64"    ? "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/="
+        : enc == "base64url" ? "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_="
+                             : nullptr;
+    if (alphabet != nullptr && (!allOf(key, alphabet) || (enc == "hex" && key.size() % 2 != 0))) {
+        error = "--hmac-key: not valid " + enc + " text";
+        return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 bool parseArgs(const Command& cmd, int argc, char** argv, ParsedArgs& out, std::string& error) {
@@ -100,7 +134,7 @@ bool parseArgs(const Command& cmd, int argc, char** argv, ParsedArgs& out, std::
         error = "unexpected argument '" + out.files[cmd.maxFiles] + "' for '" + cmd.name + "'";
         return false;
     }
-    return true;
+    return checkValues(out, error);
 }
 
 void printCommandHelp(const Command& cmd) {

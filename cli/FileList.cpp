@@ -43,13 +43,8 @@ bool expandInputs(const std::vector<std::string>& args, bool recursive,
     bool ok = true;
     for (const auto& arg : args) {
         std::error_code ec;
-        if (arg != "-" && fs::is_directory(arg, ec)) {
-            if (!recursive) {
-                report.err("xmldsig: '%s' is a directory (use -r to verify the files in it)\n",
-                           arg.c_str());
-                ok = false;
-                continue;
-            }
+        // Without -r a directory stays an input, so that it gets its line saying what it is.
+        if (recursive && arg != "-" && fs::is_directory(arg, ec)) {
             ok = addDirectory(arg, out, report) && ok;
             continue;
         }

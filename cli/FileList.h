@@ -9,8 +9,9 @@
 
 namespace xmldsig::cli {
 
-// Appends the inputs in the order given (a directory's files sorted by path). False, with the
-// problem in report, for a directory without recursive, or one that cannot be read.
+// Appends the inputs in the order given; with recursive, a directory's files sorted by path in
+// its place (without, the directory itself). False, with the problem in report, for a directory
+// that cannot be read.
 bool expandInputs(const std::vector<std::string>& args, bool recursive,
                   std::vector<std::string>& out, Report& report);
 

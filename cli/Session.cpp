@@ -87,16 +87,16 @@ bool Session::applyReferenceOptions(const std::string& file) {
     m_dsig->put_ExternalRefDirs(XString(dirs.c_str()));
     m_dsig->put_IgnoreExternalRefs(m_args.has("--ignore-external"));
     if (!applyWorkCaps()) return false;
+    // The values were checked when the command line was read: N=FILE, N from 0 to 100.
     for (const auto& spec : m_args.all("--ref-file")) {
-        auto eq = spec.find('=');
-        char* end = nullptr;
-        long index = eq == std::string::npos ? -1 : std::strtol(spec.c_str(), &end, 10);
-        if (eq == std::string::npos || end != spec.c_str() + eq || index < 0 || index > 100) {
-            m_report.err("xmldsig: --ref-file %s: expected N=FILE with N from 0 to 100\n",
-                         spec.c_str());
+        const auto eq = spec.find('=');
+        const int index = std::atoi(spec.c_str());
+        if (index >= m_dsig->get_NumReferences()) {
+            m_report.err("xmldsig: --ref-file %s: the signature has %d reference%s\n", spec.c_str(),
+                         m_dsig->get_NumReferences(), m_dsig->get_NumReferences() == 1 ? "" : "s");
             return false;
         }
-        m_dsig->SetRefDataFile(static_cast<int>(index), XString(spec.substr(eq + 1).c_str()));
+        m_dsig->SetRefDataFile(index, XString(spec.substr(eq + 1).c_str()));
     }
     return true;
 }

@@ -1,8 +1,10 @@
 // xmldsig verify: every signature of every file, one line each, files on several threads.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -10,9 +12,11 @@
 #include "cli/Batch.h"
 #include "cli/Commands.h"
 #include "cli/Explain.h"
+#include "cli/FamilyHint.h"
 #include "cli/FileList.h"
 #include "cli/Input.h"
 #include "cli/JsonFields.h"
+#include "cli/JsonOutput.h"
 #include "cli/KeyOptions.h"
 #include "cli/RefReasons.h"
 #include "cli/Session.h"
@@ -58,29 +62,15 @@ const Command kVerifyCommand{
 namespace {
 
 nlohmann::json verdictJson(const std::string& file, int index, const SignatureVerdict& v,
-                           const SignerInfo& signer, const char* family, bool ignoreExternal) {
-    nlohmann::json refs = nlohmann::json::array();
-    for (const auto& r : v.references)
-        refs.push_back({{"index", r.index},
-                        {"uri", r.uri},
-                        {"digestMethod", r.digestMethod},
-                        {"result", r.ok                              ? "match"
-                                   : ignoreExternal && r.reason == 2 ? "skipped"
-                                                                     : "fail"},
-                        {"refFailReason", r.reason},
-                        {"reason", r.detail.empty() ? refFailReasonText(r.reason) : r.detail},
-                        {"covers", coverageJson(r.coverage)}});
-    nlohmann::json j = {{"file", file},
-                        {"index", index},
-                        {"verdict", v.valid ? "valid" : "invalid"},
-                        {"reason", v.why},
-                        {"signatureMethod", v.signatureMethod},
-                        {"canonicalizationMethod", v.canonicalizationMethod},
-                        {"keySource", v.keySource},
-                        {"keyInfo", signer.keyForm},
-                        {"signedInfoSigned", v.signedInfoSigned},
-                        {"family", family},
-                        {"references", refs}};
+                           const SignerInfo& signer, const char* family, const ParsedArgs& args) {
+    nlohmann::json j = verdictObject("verify", file, index, v.valid ? "valid" : "invalid", v.why);
+    j.update({{"signatureMethod", v.signatureMethod},
+              {"canonicalizationMethod", v.canonicalizationMethod},
+              {"keySource", v.keySource},
+              {"keyInfo", signer.keyForm},
+              {"signedInfoSigned", v.signedInfoSigned},
+              {"family", family}});
+    addReferences(j, v.references, !args.has("--no-refs"), args.has("--ignore-external"));
     j["pinnedKeys"] = v.pinned;
     nlohmann::json warnings = nlohmann::json::array();
     for (const auto& w : v.warnings.all()) warnings.push_back({{"code", w.code}, {"text", w.text}});
@@ -104,10 +94,6 @@ nlohmann::json verdictJson(const std::string& file, int index, const SignatureVe
     return j;
 }
 
-std::string dumpJson(const nlohmann::json& j) {
-    return j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
-}
-
 // After "valid": who signed, how far that was checked, and what qualifies the verdict.
 std::string validNote(const SignatureVerdict& v, const SignerInfo& signer) {
     std::string note = signerSummary(signer);
@@ -126,10 +112,9 @@ void applyPolicy(ClsXmlDSig& dsig, const ParsedArgs& args, SignatureVerdict& v) 
     v.why = "policy strict: " + v.warnings.summary();
 }
 
-FileOutcome loadFailure(const std::string& file, const ParsedArgs& args, Report& report) {
-    if (args.has("--json"))
-        report.outText(dumpJson(
-            {{"file", file}, {"verdict", "error"}, {"reason", "the document cannot be loaded"}}));
+FileOutcome fileError(const std::string& file, const std::string& why, const ParsedArgs& args,
+                      Report& report) {
+    reportFile(report, args, "verify", file, "error", why);
     FileOutcome o;
     o.error = true;
     return o;
@@ -141,7 +126,7 @@ FileOutcome loadFailure(const std::string& file, const ParsedArgs& args, Report&
 // The session given is fresh (just loaded, nothing verified yet).
 bool verifySignatureOfFile(const std::string& file, Session& session, int index,
                            const ParsedArgs& args, KeyOptions& keys, Report& report,
-                           FileOutcome& outcome) {
+                           FileOutcome& outcome, const std::string& hint) {
     if (!keys.applyTo(session.dsig())) return false;
     ClsXmlDSig& dsig = session.dsig();
     dsig.put_Selector(index);
@@ -150,15 +135,18 @@ bool verifySignatureOfFile(const std::string& file, Session& session, int index,
     SignatureVerdict v =
         verifySelected(dsig, keys, !args.has("--no-refs"), args.has("--ignore-external"), explain);
     applyPolicy(dsig, args, v);
+    const bool digestMismatch =
+        std::any_of(v.references.begin(), v.references.end(),
+                    [](const ReferenceResult& r) { return r.reason == RefFail::kDigestMismatch; });
+    if (!v.valid && digestMismatch && !hint.empty()) v.why += "; " + hint;
     report.errText(v.explanation);
     (v.valid ? outcome.valid : outcome.invalid)++;
     const SignerInfo signer = describeSigner(dsig, v.signerCert, v.keySource);
     if (args.has("--json")) {
-        nlohmann::json j = verdictJson(file, index, v, signer, dsig.detectedFamily(),
-                                       args.has("--ignore-external"));
+        nlohmann::json j = verdictJson(file, index, v, signer, dsig.detectedFamily(), args);
         j["policy"] = strictPolicy(args) ? "strict" : "default";
         if (allowsDigestErrors(args)) j["allowXmlDigestError"] = true;
-        report.outText(dumpJson(j));
+        report.outText(jsonLine(j));
     } else if (v.valid)
         report.out("%s#%d: valid (%s)\n", file.c_str(), index, validNote(v, signer).c_str());
     else
@@ -175,37 +163,36 @@ FileOutcome verifyFile(const std::string& file, const ParsedArgs& args, Report& 
     std::vector<int> which;
     DataBuffer bytes;
     std::string error;
-    if (!readInput(file, bytes, error)) {
-        report.err("xmldsig: %s\n", error.c_str());
-        return loadFailure(file, args, report);
-    }
+    std::error_code ec;
+    if (file != "-" && std::filesystem::is_directory(file, ec))
+        return fileError(file, "a directory: -r verifies the files in it", args, report);
+    if (!readInput(file, bytes, error)) return fileError(file, error, args, report);
     // The first signature uses the component that counted them; every further one a fresh one.
     auto session = std::make_unique<Session>(args, report);
-    if (!keys.load(args) || !session->loadBytes(file, bytes))
-        return loadFailure(file, args, report);
+    if (!keys.load(args)) return fileError(file, "the keys given cannot be read", args, report);
+    if (!session->loadBytes(file, bytes))
+        return fileError(file, "the document cannot be loaded", args, report);
     count = session->dsig().get_NumSignatures();
-    if (count != 0 && !session->selectedIndexes(count, which)) {
-        outcome.error = true;
-        return outcome;
-    }
     if (count == 0) {
-        if (args.has("--json"))
-            report.outText(
-                dumpJson({{"file", file}, {"verdict", "invalid"}, {"reason", "no signature"}}));
-        else
-            report.out("%s: invalid (no signature)\n", file.c_str());
-        outcome.invalid = 1;
+        reportFile(report, args, "verify", file, "unsigned", "no signature");
+        outcome.unsignedFile = true;
         return outcome;
     }
+    if (!session->selectedIndexes(count, which))
+        return fileError(file,
+                         "no signature " + args.value("--signature") + ": the document has " +
+                             std::to_string(count),
+                         args, report);
+    const std::string hint = familyHint(bytes, args);
     for (std::size_t k = 0; k < which.size(); ++k) {
         if (k > 0) {
             session = std::make_unique<Session>(args, report);
-            if (!session->loadBytes(file, bytes)) return loadFailure(file, args, report);
+            if (!session->loadBytes(file, bytes))
+                return fileError(file, "the document cannot be loaded", args, report);
         }
-        if (!verifySignatureOfFile(file, *session, which[k], args, keys, report, outcome)) {
-            outcome.error = true;
-            return outcome;
-        }
+        if (!verifySignatureOfFile(file, *session, which[k], args, keys, report, outcome, hint))
+            return fileError(file, "an option does not fit this document (see standard error)",
+                             args, report);
     }
     return outcome;
 }
@@ -244,11 +231,13 @@ int runVerify(const ParsedArgs& args) {
     const BatchTotals t = runBatch(files, jobs, progress, [&](const std::string& f, Report& r) {
         return verifyFile(f, args, r);
     });
-    std::fprintf(stderr, "%d file%s, %d signature%s: %d valid, %d invalid, %d error%s (%.2fs)\n",
-                 t.files, t.files == 1 ? "" : "s", t.valid + t.invalid,
-                 t.valid + t.invalid == 1 ? "" : "s", t.valid, t.invalid, t.errors,
-                 t.errors == 1 ? "" : "s", t.seconds);
-    return listed && t.invalid == 0 && t.errors == 0 && t.files > 0 ? kExitOk : kExitFailed;
+    std::fprintf(stderr, "%d file%s, %d signature%s: %d valid, %d invalid, %d error%s", t.files,
+                 t.files == 1 ? "" : "s", t.valid + t.invalid, t.valid + t.invalid == 1 ? "" : "s",
+                 t.valid, t.invalid, t.errors, t.errors == 1 ? "" : "s");
+    if (t.unsignedFiles != 0) std::fprintf(stderr, ", %d without signature", t.unsignedFiles);
+    std::fprintf(stderr, " (%.2fs)\n", t.seconds);
+    const bool allValid = t.invalid == 0 && t.errors == 0 && t.unsignedFiles == 0;
+    return listed && allValid && t.files > 0 ? kExitOk : kExitFailed;
 }
 
 }  // namespace xmldsig::cli

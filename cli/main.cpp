@@ -24,7 +24,8 @@ void printUsage(FILE* to) {
         std::fprintf(to, "  %-10s %s\n", c.spec->name, c.spec->description);
     std::fprintf(to,
                  "\n'xmldsig COMMAND --help' describes a command's options. A FILE of '-' reads\n"
-                 "standard input. Exit status: 0 success, 1 failure, 2 bad command line.\n");
+                 "standard input. 'xmldsig --version' prints the version. Exit status: 0 success,\n"
+                 "1 failure, 2 bad command line.\n");
 }
 
 bool wantsHelp(int argc, char** argv) {
@@ -43,6 +44,20 @@ int main(int argc, char** argv) {
         return kExitUsage;
     }
     const std::string name = argv[1];
+    if (name == "--version") {
+        std::printf("xmldsig %s\n", XMLDSIG_VERSION);
+        return kExitOk;
+    }
+    if (name == "help" && argc > 2) {  // "xmldsig help COMMAND" is "xmldsig COMMAND --help"
+        for (const auto& c : kSubcommands) {
+            if (argv[2] != std::string(c.spec->name)) continue;
+            printCommandHelp(*c.spec);
+            return kExitOk;
+        }
+        std::fprintf(stderr, "xmldsig: unknown command '%s'\n\n", argv[2]);
+        printUsage(stderr);
+        return kExitUsage;
+    }
     if (name == "-h" || name == "--help" || name == "help") {
         printUsage(stdout);
         return kExitOk;

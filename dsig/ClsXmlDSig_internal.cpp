@@ -2,6 +2,7 @@
 // reference's transforms, is hashed, and is compared with the stored digest, with the
 // tolerances granted to known families of signing software.
 #include "dsig/ClsXmlDSig.h"
+#include "dsig/detail/CommentsRetry.h"
 #include "dsig/detail/RefDigestWork.h"
 #include "host/crypto/_tvHash.h"
 #include "host/log/LogContextExitor.h"
@@ -44,6 +45,15 @@ void myInvoisSignedProperties(const StringBuffer& doc, StringBuffer& out) {
     }
 }
 
+// A reference whose canonicalization asks for comments, whose URI drops them (only the XPointer
+// forms keep them) and whose document has some.
+bool commentsRetryApplies(const StringBuffer& uri, const DSigReference& reference,
+                          const StringBuffer& text) {
+    return !uri.beginsWith("xpointer(") &&
+           reference.m_transforms.containsSubstringNoCase("WithComments") &&
+           text.containsSubstring("<!--");
+}
+
 }  // namespace
 
 bool ClsXmlDSig::verifyInternalReference(int index, StringBuffer& uri, DSigReference& reference,
@@ -59,44 +69,60 @@ bool ClsXmlDSig::verifyInternalReference(int index, StringBuffer& uri, DSigRefer
         return false;
     }
 
-    detail::RefDigestWork w;
-    if (m_isDoda) {
-        log.LogInfo("Canonicalizing fragment from <doda> to </doda>");
-        const char* first = m_xmlText.findSubstr("<doda>");
-        if (first != nullptr && StringBuffer(first + 6).containsSubstring("<doda>")) {
-            log.LogError("The document holds more than one <doda> element.");
-            return false;
-        }
-        m_xmlText.getDelimited("<doda>", "</doda>", true, w.text);
-    } else {
-        w.text.setString(m_xmlText);
-    }
-    preprocessXmlToTransform(uri, reference, w.text, log);
-
-    const int hashAlg = reference.getHashAlg();
-    if (reference.m_transforms.getSize() == 0) {
-        if (!m_isMyInvois) {
-            StringBuffer algorithm;
-            if (uri.getSize() == 0) {
-                algorithm.setString(kEnvelopedUri);
-                envelopedSignature(w.text, reference, &w, log);
-            }
-            algorithm.append(m_isZatca ? "xml-exc-c14n" : "REC-xml-c14n-20010315");
-            if (!transformCanonicalize(nullptr, w.text, algorithm, uri, log, &w)) {
-                m_refFailReason = RefFail::kCanonicalization;
+    // The reference's transform chain and digest; false when a step failed.
+    const auto digestOf = [&](detail::RefDigestWork& w) -> bool {
+        if (m_isDoda) {
+            log.LogInfo("Canonicalizing fragment from <doda> to </doda>");
+            const char* first = m_xmlText.findSubstr("<doda>");
+            if (first != nullptr && StringBuffer(first + 6).containsSubstring("<doda>")) {
+                log.LogError("The document holds more than one <doda> element.");
                 return false;
             }
+            m_xmlText.getDelimited("<doda>", "</doda>", true, w.text);
         } else {
-            myInvoisSignedProperties(m_xmlText, w.text);
+            w.text.setString(m_xmlText);
         }
-    } else if (!applyTransforms(uri, reference, w, log)) {
-        return false;
-    }
+        preprocessXmlToTransform(uri, reference, w.text, log);
+        if (reference.m_transforms.getSize() == 0) {
+            if (!m_isMyInvois) {
+                StringBuffer algorithm;
+                if (uri.getSize() == 0) {
+                    algorithm.setString(kEnvelopedUri);
+                    envelopedSignature(w.text, reference, &w, log);
+                }
+                algorithm.append(m_isZatca ? "xml-exc-c14n" : "REC-xml-c14n-20010315");
+                if (!transformCanonicalize(nullptr, w.text, algorithm, uri, log, &w)) {
+                    m_refFailReason = RefFail::kCanonicalization;
+                    return false;
+                }
+            } else {
+                myInvoisSignedProperties(m_xmlText, w.text);
+            }
+        } else if (!applyTransforms(uri, reference, w, log)) {
+            return false;
+        }
+        w.cutExcluded();  // (a canonicalization has already rendered the spans it left out)
+        postProcessTransformedXml(uri, reference, w.text, log);
+        return computeReferenceDigest(reference.getHashAlg(), w, log);
+    };
 
-    w.cutExcluded();  // (a canonicalization has already rendered the spans it left out)
-    postProcessTransformedXml(uri, reference, w.text, log);
-    if (!computeReferenceDigest(hashAlg, w, log)) return false;
-    return compareReferenceDigest(uri, reference, w, log);
+    detail::RefDigestWork w;
+    if (!digestOf(w)) return false;
+    if (compareReferenceDigest(uri, reference, w, log)) return true;
+    if (!commentsRetryApplies(uri, reference, m_xmlText)) return false;
+    // Some signers keep the comments that a WithComments canonicalization names even where the
+    // reference's URI drops them. Comments are content the signer chose: with them kept, the
+    // digest covers more of the document, never less, so the retry lets nothing unsigned in.
+    log.LogInfo(
+        "Digest mismatch with comments removed; retrying with the comments kept, as the "
+        "WithComments canonicalization names them...");
+    detail::RefDigestWork again;
+    bool computed = false;
+    {
+        const detail::KeepCommentsRetry keepComments;
+        computed = digestOf(again);
+    }
+    return computed && compareReferenceDigest(uri, reference, again, log);
 }
 
 }  // namespace xmldsig

@@ -26,18 +26,20 @@ struct KeyValueForm {
     const char* source;
     const char* loaded;
     const char* failed;
+    bool failureEndsSearch;  // the documented forms end the key search when they fail to load
 };
 
 const KeyValueForm kKeyValueForms[] = {
     {"*:RSAKeyValue", "KeyInfo/KeyValue/RSAKeyValue", "Loaded public key from RSA XML in KeyInfo.",
-     "Failed to parse public key RSA XML"},
+     "Failed to parse public key RSA XML", true},
     {"*:DSAKeyValue", "KeyInfo/KeyValue/DSAKeyValue", "Loaded public key from DSA XML in KeyInfo.",
-     "Failed to parse public key DSA XML"},
+     "Failed to parse public key DSA XML", true},
     {"*:ECKeyValue", "KeyInfo/KeyValue/ECKeyValue", "Loaded public key from ECDSA XML in KeyInfo.",
-     "Failed to parse public key ECDSA XML"},
-    // The RFC 4050 form, still written by some signers.
+     "Failed to parse public key ECDSA XML", true},
+    // The RFC 4050 form, still written by some signers. It is read beside the documented forms,
+    // so a value that does not parse is skipped: the certificates after it are still read.
     {"*:ECDSAKeyValue", "KeyInfo/KeyValue/ECDSAKeyValue",
-     "Loaded public key from ECDSA XML in KeyInfo.", "Failed to parse public key ECDSA XML"},
+     "Loaded public key from ECDSA XML in KeyInfo.", "Failed to parse public key ECDSA XML", false},
 };
 
 }  // namespace
@@ -81,7 +83,8 @@ bool ClsXmlDSig::publicKeyFromKeyInfo(ClsXml& keyInfo, ExtPtrArrayRc& keys, LogB
             if (!ok) {
                 log.LogError(form.failed);
                 key->decRefCount();
-                return false;
+                if (form.failureEndsSearch) return false;
+                continue;
             }
             log.LogInfo(form.loaded);
             addCandidate(keys, key, form.source, false);

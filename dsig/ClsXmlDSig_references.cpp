@@ -93,8 +93,10 @@ bool ClsXmlDSig::getSignedInfoField(const char* tag, const char* attr, StringBuf
         return false;
     }
     RefCountedObjectOwner childOwner(child);
-    if (attr != nullptr) return child->getAttrValue(attr, out);
-    child->getContentSb(out);
+    if (attr != nullptr)
+        child->getAttrValue(attr, out);  // an element without the attribute reads as empty
+    else
+        child->getContentSb(out);
     return true;
 }
 

@@ -122,16 +122,20 @@ int ClsXmlDSig::countReferenceFailures(std::string& first, LogBase& log) {
     return failures;
 }
 
+// Only a signature without an Id is found through its first reference (verification has already
+// refused a signature without references; adding a timestamp needs none when there is an Id).
 bool ClsXmlDSig::locateSelectedSignature(const StringBuffer& sigId, XmlSigLocate& loc,
                                          LogBase& log) {
-    ClsXml* firstRef = getReference(0, log);
-    if (firstRef == nullptr) {
-        log.LogError("No Reference at index 0");
-        return failVerify(VerifyFailure::NoReference, "No Reference at index 0");
-    }
-    RefCountedObjectOwner owner(firstRef);
     DSigReference reference;
-    reference.parseReference(*firstRef, log);
+    if (sigId.getSize() == 0) {
+        ClsXml* firstRef = getReference(0, log);
+        if (firstRef == nullptr) {
+            log.LogError("No Reference at index 0");
+            return failVerify(VerifyFailure::NoReference, "No Reference at index 0");
+        }
+        RefCountedObjectOwner owner(firstRef);
+        reference.parseReference(*firstRef, log);
+    }
 
     _tvXmlDtd dtd;
     loc.useParsedDocument(treeIfUnchanged(m_xmlText));

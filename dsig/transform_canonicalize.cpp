@@ -2,6 +2,7 @@
 // for the algorithm named by the transform and for the document family (attribute-sorting
 // emulation, EBICS authenticated elements, CMA STP documents).
 #include "dsig/_clsXmlDSigBase.h"
+#include "dsig/detail/CommentsRetry.h"
 #include "dsig/detail/RefDigestWork.h"
 #include "host/log/LogBase.h"
 #include "host/log/LogContextExitor.h"
@@ -22,9 +23,10 @@ bool isEbicsUri(const StringBuffer& uri) {
 }
 
 // Dereferencing an empty or bare-name URI drops the comment nodes, so only the XPointer forms
-// can give a WithComments canonicalization comments to render.
-bool withComments(const StringBuffer& algorithm, const StringBuffer& uri) {
-    return uri.beginsWith("xpointer(") && algorithm.containsSubstringNoCase("WithComments");
+// can give a WithComments canonicalization comments to render (unless a retry keeps them).
+bool withComments(const StringBuffer& algorithm, const StringBuffer& uri, bool keepAnyway) {
+    return (keepAnyway || uri.beginsWith("xpointer(")) &&
+           algorithm.containsSubstringNoCase("WithComments");
 }
 
 // The PrefixList of an exclusive transform's InclusiveNamespaces child, split at blanks.
@@ -81,7 +83,7 @@ bool _clsXmlDSigBase::transformCanonicalize(ClsXml* transform, StringBuffer& xml
 
     XmlCanon canon;
     canon.m_mode = exclusive ? XmlCanon::kModeExclusive : XmlCanon::kModeInclusive;
-    canon.m_withComments = withComments(algorithm, uri);
+    canon.m_withComments = withComments(algorithm, uri, detail::KeepCommentsRetry::active());
     if (exclusive && transform != nullptr) readInclusivePrefixes(*transform, canon, log);
     if (m_isCsioz || m_emulateSortBug) {
         log.LogInfo("Will duplicate the XML canonicalization attribute sorting bug...");

@@ -31,24 +31,30 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "%s: cannot read the file\n", file);
         return 1;
     }
-    std::unique_ptr<xmldsig::ClsXmlDSig> dsig(xmldsig::ClsXmlDSig::createNewCls());
-    if (!dsig) {
-        std::fprintf(stderr, "cannot create the verifier\n");
-        return 1;
-    }
-    if (!dsig->LoadSignatureBd(document)) {
+    // A verification leaves state behind in its component (a family's extract, a saved digest),
+    // so each signature gets a component of its own, loaded afresh.
+    const auto loaded = [&]() -> std::unique_ptr<xmldsig::ClsXmlDSig> {
+        std::unique_ptr<xmldsig::ClsXmlDSig> dsig(xmldsig::ClsXmlDSig::createNewCls());
+        if (!dsig) {
+            std::fprintf(stderr, "cannot create the verifier\n");
+            return nullptr;
+        }
+        if (dsig->LoadSignatureBd(document)) return dsig;
         std::printf("%s: cannot load the document\n", file);
         printLog(*dsig);
-        return 1;
-    }
-
-    const int count = dsig->get_NumSignatures();
+        return nullptr;
+    };
+    auto first = loaded();
+    if (!first) return 1;
+    const int count = first->get_NumSignatures();
     if (count == 0) {
         std::printf("%s: no signature\n", file);
         return 1;
     }
     bool allValid = true;
     for (int i = 0; i < count; ++i) {
+        auto dsig = i == 0 ? std::move(first) : loaded();
+        if (!dsig) return 1;
         dsig->put_Selector(i);
         const bool valid = dsig->VerifySignature(true);
         std::printf("%s#%d: %s\n", file, i, valid ? "valid" : "invalid");

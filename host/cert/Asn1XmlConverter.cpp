@@ -138,7 +138,7 @@ bool XmlWriter::writeValue(const DerHeader& h, std::string& error) {
     const bool empty = text.empty();
     startTag(name, h, unusedBits, empty);
     if (!empty) {
-        appendXmlEscapedText(text, m_out);
+        appendXmlEscaped(m_out, text, XmlEscape::Text);
         m_out += "</";
         m_out += name;
         m_out += ">";

@@ -56,7 +56,7 @@ const dom::Node* findContainer(const dom::Node& sig) {
     const std::set<std::string, std::less<>> ids = referencedIds(sig);
     for (const dom::Node* obj : detail::childrenByLocalName(sig, "Object")) {
         if (detail::firstChildByLocalName(*obj, "QualifyingProperties") != nullptr) continue;
-        if (obj->fromEntity || obj->endTagStart == obj->end) continue;  // no room inside
+        if (obj->fromEntity) continue;  // its text is not in the document (an empty tag is opened)
         if (coveredByReference(*obj, ids)) continue;
         return obj;
     }

@@ -14,6 +14,7 @@
 
 #include "crypto/crypto_test_util.h"
 #include "host/text/DataBuffer.h"
+#include "support/DataTable.h"
 
 namespace xmldsig::testutil {
 
@@ -194,10 +195,7 @@ inline std::vector<std::string> corpusCertFiles() {
 
 // The corpus-relative path as a test name: letters and digits kept, everything else '_'.
 inline std::string testNameFor(const std::string& path) {
-    std::string rel = path.substr(std::string(XMLDSIG_CORPUS_DIR).size() + 1);
-    for (char& c : rel)
-        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-    return rel;
+    return test::testNameFor(path.substr(std::string(XMLDSIG_CORPUS_DIR).size() + 1));
 }
 
 // Colon-separated hex ("AB:CD") without the colons.

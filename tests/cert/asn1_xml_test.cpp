@@ -18,6 +18,7 @@
 #include "host/text/ExtPtrArray.h"
 #include "host/text/StringBuffer.h"
 #include "host/xml/ClsXml.h"
+#include "support/DataTable.h"
 
 namespace xmldsig {
 namespace {
@@ -101,44 +102,14 @@ TEST(Asn1XmlConverterTypes, RendersOpensslEncodedValues) {
 // Values that have no faithful form of their type, and BER leftovers, go out generically and
 // still come back byte for byte.
 TEST(Asn1XmlConverterTypes, GenericFormsRoundTrip) {
-    const struct {
-        const char* name;
-        const char* hex;
-        const char* xml;
-    } rows[] = {
-        {"boolean 01", "010101", "<universal tag=\"1\">AQ==</universal>"},
-        {"padded OID digit", "06032a8001", "<universal tag=\"6\">KoAB</universal>"},
-        {"OID 2.999.3", "0603883703", "<oid>2.999.3</oid>"},
-        {"non-minimal length", "0481026869", "<octets lengthOctets=\"8102\">aGk=</octets>"},
-        {"padded length", "048200026869", "<octets lengthOctets=\"820002\">aGk=</octets>"},
-        {"constructed octets", "240404026869",
-         "<universal tag=\"4\" constructed=\"true\"><octets>aGk=</octets></universal>"},
-        {"high tag number", "9f640107", "<contextSpecific tag=\"100\">Bw==</contextSpecific>"},
-        {"application", "6103020101",
-         "<application tag=\"1\" constructed=\"true\"><int>01</int></application>"},
-        {"private", "c000", "<private tag=\"0\"/>"},
-        {"universal tag 31", "1f1f00", "<universal tag=\"31\"/>"},
-        {"universal string", "1c040001f600", "<universalString>\xF0\x9F\x98\x80</universalString>"},
-        {"odd bmp string", "1e03004100", "<universal tag=\"30\">AEEA</universal>"},
-        {"latin-1 t61", "1401e9", "<universal tag=\"20\">6Q==</universal>"},
-        {"carriage return", "0c03610d62", "<utf8String>a&#13;b</utf8String>"},
-        {"nul in text", "0c03610062", "<universal tag=\"12\">YQBi</universal>"},
-        {"empty sequence", "3000", "<sequence></sequence>"},
-        {"empty bits", "030100", "<bits unused=\"0\"/>"},
-        {"empty integer", "0200", "<universal tag=\"2\"/>"},
-        {"null with content", "050100", "<universal tag=\"5\">AA==</universal>"},
-        {"primitive sequence", "1000", "<universal tag=\"16\"/>"},
-        {"leading-zero integer", "02030000ff", "<int>0000FF</int>"},
-        {"blank-edged text", "0c0420612020", "<utf8String> a  </utf8String>"},
-    };
-    for (const auto& r : rows) {
-        SCOPED_TRACE(r.name);
-        const DataBuffer der = bytesOf(fromHex(r.hex));
+    for (const test::DataRow& r : test::loadTable("cert/asn1_generic_forms.tsv")) {
+        SCOPED_TRACE(r["name"]);
+        const DataBuffer der = bytesOf(fromHex(r["der"]));
         _tvLogger log;
         StringBuffer xml;
         ASSERT_TRUE(Asn1XmlConverter::derToXml(der, false, false, xml, nullptr, log))
             << log.renderText();
-        EXPECT_EQ(xml.str(), r.xml);
+        EXPECT_EQ(xml.str(), r["xml"]);
         expectRoundTrip(der);
     }
 }
@@ -405,41 +376,13 @@ TEST(Asn1XmlConverterHostile, MutatedDerFailsOrRoundTrips) {
 // --- hostile XML ---
 
 TEST(Asn1XmlConverterHostile, BadXmlFailsWithTheReason) {
-    const struct {
-        const char* xml;
-        const char* reason;
-    } rows[] = {
-        {"<foo/>", "unknown ASN.1 element name"},
-        {"<int>XYZ</int>", "integer must be non-empty hex"},
-        {"<int/>", "integer must be non-empty hex"},
-        {"<oid>1</oid>", "fewer than two arcs"},
-        {"<oid>3.1</oid>", "bad first OID arcs"},
-        {"<oid>1.40.1</oid>", "bad first OID arcs"},
-        {"<oid>1.2.a</oid>", "bad OID arc"},
-        {"<oid>1.2.99999999999999999999999</oid>", "bad OID arc"},
-        {"<oid>1..2</oid>", "bad OID arc"},
-        {"<bool>yes</bool>", "BOOLEAN must be true or false"},
-        {"<bits unused=\"9\">AA==</bits>", "bad unused attribute"},
-        {"<bits unused=\"3\"></bits>", "unused bits in an empty BIT STRING"},
-        {"<contextSpecific>AA==</contextSpecific>", "missing or bad tag attribute"},
-        {"<contextSpecific tag=\"-1\"/>", "missing or bad tag attribute"},
-        {"<application tag=\"99999999999\"/>", "missing or bad tag attribute"},
-        {"<sequence>text<int>01</int></sequence>", "text inside a constructed value"},
-        {"<octets><int>01</int></octets>", "element inside a primitive value"},
-        {"<octets>!!!</octets>", "content is not base64"},
-        {"<octets lengthOctets=\"8103\">aGk=</octets>", "lengthOctets does not match"},
-        {"<octets lengthOctets=\"zz\">aGk=</octets>", "bad lengthOctets attribute"},
-        {"<null>x</null>", "NULL with content"},
-        {"<bmpString>\xF0\x9F\x98\x80</bmpString>", "outside the Basic Multilingual Plane"},
-        {"<sequence><int>01</int><mystery/></sequence>", "unknown ASN.1 element name"},
-    };
-    for (const auto& r : rows) {
-        SCOPED_TRACE(r.xml);
+    for (const test::DataRow& r : test::loadTable("cert/asn1_bad_xml.tsv")) {
+        SCOPED_TRACE(r["xml"]);
         _tvLogger log;
         DataBuffer der;
-        EXPECT_FALSE(xmlTextToDer(r.xml, der, log));
+        EXPECT_FALSE(xmlTextToDer(r["xml"], der, log));
         EXPECT_TRUE(der.isEmpty());
-        EXPECT_NE(log.renderText().find(r.reason), std::string::npos) << log.renderText();
+        EXPECT_NE(log.renderText().find(r["reason"]), std::string::npos) << log.renderText();
     }
 }
 

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "support/CliRunner.h"
+#include "support/DataTable.h"
 #include "support/DsigTestUtil.h"
 
 namespace xmldsig::test {
@@ -15,6 +16,31 @@ namespace {
 std::string example(const std::string& name) {
     return std::string(XMLDSIG_TEST_DATA_DIR) + "/../../examples/" + name;
 }
+
+std::string replaceAll(std::string s, const std::string& from, const std::string& to) {
+    for (std::size_t at = s.find(from); at != std::string::npos; at = s.find(from, at + to.size()))
+        s.replace(at, from.size(), to);
+    return s;
+}
+
+class CliCase : public ::testing::TestWithParam<DataRow> {};
+
+TEST_P(CliCase, ExitStatusAndOutput) {
+    const DataRow& row = GetParam();
+    std::vector<std::string> args;
+    std::string line = replaceAll(row["args"], "{EX}", example(""));
+    line = replaceAll(replaceAll(line, "{DATA}", XMLDSIG_TEST_DATA_DIR), "{CORPUS}",
+                      XMLDSIG_CORPUS_DIR);
+    std::istringstream words(line);
+    for (std::string w; words >> w;) args.push_back(w);
+    const CliResult r = runCli(args, row["stdin"]);
+    EXPECT_EQ(r.status, row.number("status")) << r.out << r.err;
+    EXPECT_NE(r.out.find(row["out"]), std::string::npos) << r.out;
+    EXPECT_NE(r.err.find(row["err"]), std::string::npos) << r.err;
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, CliCase, ::testing::ValuesIn(loadTable("cli/cases.tsv")),
+                         [](const auto& info) { return info.param["name"]; });
 
 TEST(Cli, InfoListsEverySignedCorpusDocument) {
     const auto docs = corpusDocuments("no signature");
@@ -35,15 +61,6 @@ TEST(Cli, InfoListsEverySignedCorpusDocument) {
         EXPECT_FALSE(j["signatureMethod"].get<std::string>().empty()) << file;
     }
     for (const auto& doc : docs) EXPECT_GE(signaturesPerFile[doc], 1) << doc;
-}
-
-TEST(Cli, InfoTextNamesMethodsAndReferences) {
-    CliResult r = runCli({"info", example("soap-body-by-id.xml")});
-    ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_NE(r.out.find("1 signature"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("signature method: rsa-sha256"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("#0 URI=\"#Body-1\" digest=sha256 transforms=exc-c14n"), std::string::npos)
-        << r.out;
 }
 
 TEST(Cli, CanonicalFormOfTheSignedBodyHashesToItsDigestValue) {
@@ -67,58 +84,7 @@ TEST(Cli, CanonicalFormOfTheSignedBodyHashesToItsDigestValue) {
         << b64;
 }
 
-TEST(Cli, BadCommandLinesExitWithStatusTwoAndNameTheArgument) {
-    struct Case {
-        std::vector<std::string> args;
-        const char* mentioned;
-    } cases[] = {
-        {{"frobnicate"}, "frobnicate"},
-        {{"info", "--no-such-option", "x.xml"}, "--no-such-option"},
-        {{"info"}, "FILE"},
-        {{"c14n", "--id"}, "--id"},
-        {{"c14n", "a.xml", "b.xml"}, "b.xml"},
-        {{"c14n", "--prefixes", "ds", "a.xml"}, "--exclusive"},
-        {{"c14n", "--exclusive", "--exclusive", "a.xml"}, "--exclusive"},
-        {{"info", "--signature", "9", example("soap-body-by-id.xml")}, "--signature 9"},
-        {{}, "usage"},
-    };
-    for (const auto& c : cases) {
-        CliResult r = runCli(c.args);
-        std::string joined;
-        for (const auto& a : c.args) joined += a + " ";
-        EXPECT_EQ(r.status, 2) << joined;
-        EXPECT_NE(r.err.find(c.mentioned), std::string::npos) << joined << "\n" << r.err;
-    }
-}
-
-TEST(Cli, EverySubcommandHasHelp) {
-    for (const char* cmd : {"verify", "refs", "info", "certs", "c14n"}) {
-        CliResult r = runCli({cmd, "--help"});
-        EXPECT_EQ(r.status, 0) << cmd;
-        EXPECT_NE(r.out.find(std::string("usage: xmldsig ") + cmd), std::string::npos) << r.out;
-    }
-    CliResult r = runCli({"--help"});
-    EXPECT_EQ(r.status, 0);
-    EXPECT_NE(r.out.find("c14n"), std::string::npos);
-}
-
-TEST(Cli, UnreadableOrMalformedInputFailsWithAReason) {
-    CliResult missing = runCli({"info", "/nonexistent/file.xml"});
-    EXPECT_EQ(missing.status, 1);
-    EXPECT_NE(missing.err.find("cannot open"), std::string::npos) << missing.err;
-
-    CliResult broken = runCli({"c14n", "-"}, "<a><b></a>");
-    EXPECT_EQ(broken.status, 1);
-    EXPECT_NE(broken.err.find("mismatched tag"), std::string::npos) << broken.err;
-}
-
 TEST(Cli, VerifyReportsEachSignature) {
-    CliResult ok = runCli({"verify", example("invoice-enveloped.xml"),
-                           example("soap-body-by-id.xml"), example("detached-file.xml")});
-    EXPECT_EQ(ok.status, 0) << ok.out << ok.err;
-    EXPECT_NE(ok.out.find("invoice-enveloped.xml#0: valid"), std::string::npos) << ok.out;
-    EXPECT_NE(ok.out.find("detached-file.xml#0: valid"), std::string::npos) << ok.out;
-
     std::string tampered = readFile(example("invoice-enveloped.xml"));
     tampered.replace(tampered.find("20.00</Total>"), 5, "99.99");
     CliResult bad = runCli({"verify", "-"}, tampered);
@@ -152,21 +118,6 @@ TEST(Cli, VerifyReportsEachSignature) {
     EXPECT_NE(info2.out.find("RSA verify hash found the signature to be invalid."),
               std::string::npos)
         << info2.out;
-}
-
-TEST(Cli, VerifyWithGivenKeysRequiresThatSigner) {
-    const std::string cert = example("keys/example-rsa-cert.pem");
-    CliResult same = runCli({"verify", "--key", cert, example("invoice-enveloped.xml")});
-    EXPECT_EQ(same.status, 0) << same.out << same.err;
-    CliResult other = runCli({"verify", "--key", cert, example("detached-file.xml")});
-    EXPECT_EQ(other.status, 1);
-    EXPECT_NE(other.out.find("invalid (the SignatureValue does not verify under the given keys)"),
-              std::string::npos)
-        << other.out;
-    CliResult missing =
-        runCli({"verify", "--key", "/nonexistent.pem", example("detached-file.xml")});
-    EXPECT_EQ(missing.status, 2);
-    EXPECT_NE(missing.err.find("--key /nonexistent.pem"), std::string::npos) << missing.err;
 }
 
 TEST(Cli, VerifyJsonSaysWhereTheKeyCameFrom) {
@@ -286,10 +237,7 @@ TEST(Cli, IgnoredExternalReferencesAreReportedAsSkipped) {
     EXPECT_NE(bad.err.find("--hmac-encoding rot13"), std::string::npos) << bad.err;
 }
 
-TEST(Cli, DirectoriesNeedRecursion) {
-    CliResult r = runCli({"verify", XMLDSIG_CORPUS_DIR});
-    EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.err.find("is a directory (use -r"), std::string::npos) << r.err;
+TEST(Cli, JobsOutOfRange) {
     CliResult jobs = runCli({"verify", "-j", "0", example("invoice-enveloped.xml")});
     EXPECT_EQ(jobs.status, 2);
     EXPECT_NE(jobs.err.find("-j 0"), std::string::npos) << jobs.err;

@@ -185,7 +185,8 @@ TEST(CoverageCorpus, ElementsAndSignedBytesAgreeWithXmllintAndOpenssl) {
             const CliResult r = runCli(args);
             if (r.status == 2) break;  // no signature of that index
             nlohmann::json j = nlohmann::json::parse(r.out, nullptr, false);
-            if (j.is_discarded()) break;  // the document does not load
+            // The document does not load: one object for the file, without references.
+            if (j.is_discarded() || !j.contains("references")) break;
             checkSignature(file, sig, j["references"], dir, option == "ZATCA", n, pending);
         }
     }

@@ -12,9 +12,13 @@
 #include "host/log/_tvLogger.h"
 #include "host/text/DataBuffer.h"
 #include "host/text/XString.h"
+#include "support/DataTable.h"
 
 namespace xmldsig {
 namespace {
+
+using test::DataRow;
+using test::loadTable;
 
 using keytest::Bytes;
 using keytest::KeyRef;
@@ -73,11 +77,6 @@ std::string b64(const Bytes& v) {
     return keytest::base64(v);
 }
 
-std::string rsaXml(const Bytes& n, const Bytes& e) {
-    return "<RSAKeyValue><Modulus>" + b64(n) + "</Modulus><Exponent>" + b64(e) +
-           "</Exponent></RSAKeyValue>";
-}
-
 const Bytes kE65537{0x01, 0x00, 0x01};
 
 std::map<std::string, Bytes>& dsaNumbers() {
@@ -85,25 +84,9 @@ std::map<std::string, Bytes>& dsaNumbers() {
     return n;
 }
 
-std::string dsaXml(const Bytes& p, const Bytes& q, const Bytes& g, const Bytes& y) {
-    return "<DSAKeyValue><P>" + b64(p) + "</P><Q>" + b64(q) + "</Q><G>" + b64(g) + "</G><Y>" +
-           b64(y) + "</Y></DSAKeyValue>";
-}
-
 const Bytes& p256Point() {
     static Bytes pub = keytest::publicKeyNumbers("ec/ec-prime256v1-key.pem")["pub"];
     return pub;
-}
-
-std::string ec11Xml(const std::string& curve, const Bytes& point) {
-    return "<ECKeyValue><NamedCurve URI=\"" + curve + "\"/><PublicKey>" + b64(point) +
-           "</PublicKey></ECKeyValue>";
-}
-
-std::string ec4050Xml(const std::string& x, const std::string& y) {
-    return "<ECDSAKeyValue><DomainParameters><NamedCurve URN=\"urn:oid:1.2.840.10045.3.1.7\"/>"
-           "</DomainParameters><PublicKey><X Value=\"" +
-           x + "\"/><Y Value=\"" + y + "\"/></PublicKey></ECDSAKeyValue>";
 }
 
 // --- the runner: a key already loaded must survive every failed load ---
@@ -143,83 +126,37 @@ void expectRefused(const HostileRow& row, const HostileResult& r) {
     EXPECT_LT(r.seconds, 2.0) << row.name;
 }
 
-std::vector<HostileRow> xmlRows() {
-    const Bytes n2048 = oddNumber(2048, 1);
-    const Bytes n4096 = oddNumber(4096, 2);
-    Bytes even = n2048;
+// The numbers the table of hostile XML key values builds its rows from, in base64.
+std::map<std::string, std::string> xmlPieces() {
+    std::map<std::string, std::string> pieces;
+    const unsigned seeds[][2] = {{2048, 1}, {4096, 2}, {100000, 3}, {300000, 4}, {256, 5},
+                                 {2056, 6}, {128, 7},  {512, 8},    {20000, 9}};
+    for (const auto& s : seeds) pieces["ODD" + std::to_string(s[0])] = b64(oddNumber(s[0], s[1]));
+    pieces["N2048"] = pieces["ODD2048"];
+    pieces["N4096"] = pieces["ODD4096"];
+    Bytes even = oddNumber(2048, 1);
     even.back() &= 0xFE;
+    pieces["EVEN2048"] = b64(even);
     std::map<std::string, Bytes>& d = dsaNumbers();
-    Bytes offCurve = p256Point();
-    offCurve.back() ^= 0x01;
-    const std::string digits10000(10000, '7');
-    return {
-        {"notXml", "<RSAKeyValue><Modulus>", "not well-formed"},
-        {"emptyText", "", "not well-formed"},
-        {"unknownElement", "<Foo><Modulus>AQAB</Modulus></Foo>", "not a key value this library"},
-        {"emptyKeyValue", "<KeyValue/>", "not a key value this library"},
-        {"rsaNoExponent", "<RSAKeyValue><Modulus>" + b64(n2048) + "</Modulus></RSAKeyValue>",
-         "missing or empty"},
-        {"rsaBadBase64",
-         "<RSAKeyValue><Modulus>@@@@</Modulus><Exponent>AQAB</Exponent></RSAKeyValue>",
-         "not valid base64"},
-        {"rsa100000bits", rsaXml(oddNumber(100000, 3), kE65537), "modulus size is outside"},
-        {"rsa300000bits", rsaXml(oddNumber(300000, 4), kE65537), "too long"},
-        {"rsa256bits", rsaXml(oddNumber(256, 5), kE65537), "modulus size is outside"},
-        {"rsaEvenModulus", rsaXml(even, kE65537), "modulus is even"},
-        {"rsaExponentOne", rsaXml(n2048, Bytes{1}), "exponent is not usable"},
-        {"rsaExponentEven", rsaXml(n2048, Bytes{1, 0, 0}), "exponent is not usable"},
-        {"rsaExponentAboveModulus", rsaXml(n2048, oddNumber(2056, 6)), "exponent is not usable"},
-        {"rsaHugeExponentBigModulus", rsaXml(n4096, oddNumber(128, 7)),
-         "too large for this modulus"},
-        {"dsaNoG",
-         "<DSAKeyValue><P>" + b64(d["P"]) + "</P><Q>" + b64(d["Q"]) + "</Q><Y>" + b64(d["pub"]) +
-             "</Y></DSAKeyValue>",
-         "domain parameters P, Q and G"},
-        {"dsaQ512", dsaXml(d["P"], oddNumber(512, 8), d["G"], d["pub"]), "160, 224 or 256"},
-        {"dsaP20000", dsaXml(oddNumber(20000, 9), d["Q"], d["G"], d["pub"]), "prime size"},
-        {"dsaGOne", dsaXml(d["P"], d["Q"], Bytes{1}, d["pub"]), "generator is not usable"},
-        {"dsaYOne", dsaXml(d["P"], d["Q"], d["G"], Bytes{1}), "not valid for its parameters"},
-        {"dsaYTwo", dsaXml(d["P"], d["Q"], d["G"], Bytes{2}), "not valid for its parameters"},
-        {"dsaYIsP", dsaXml(d["P"], d["Q"], d["G"], d["P"]), "not valid for its parameters"},
-        {"ecUnknownCurve", ec11Xml("urn:oid:1.2.3.4", p256Point()), "not an elliptic curve"},
-        {"ecHashOidAsCurve", ec11Xml("urn:oid:2.16.840.1.101.3.4.2.1", p256Point()),
-         "not an elliptic curve"},
-        {"ecCurveByName", ec11Xml("prime256v1", p256Point()), "not an elliptic curve"},
-        {"ecEmptyUrn", ec11Xml("urn:oid:", p256Point()), "not an elliptic curve"},
-        {"ecExplicitParameters",
-         "<ECKeyValue><ECParameters><FieldID/></ECParameters><PublicKey>" + b64(p256Point()) +
-             "</PublicKey></ECKeyValue>",
-         "names no curve"},
-        {"ecPointOffCurve", ec11Xml("urn:oid:1.2.840.10045.3.1.7", offCurve),
-         "refused the public key numbers"},
-        {"ecPointTruncated",
-         ec11Xml("urn:oid:1.2.840.10045.3.1.7", Bytes(p256Point().begin(), p256Point().end() - 1)),
-         "refused the public key numbers"},
-        {"ecPointInfinity",
-         ec11Xml("urn:oid:1.2.840.10045.3.1.7", Bytes{0}),  // OpenSSL takes it; the check does not
-         "not valid for its parameters"},
-        {"ecPointOnP384", ec11Xml("urn:oid:1.3.132.0.34", p256Point()),
-         "refused the public key numbers"},
-        {"ecPointHuge", ec11Xml("urn:oid:1.2.840.10045.3.1.7", Bytes(300, 4)), "acceptable size"},
-        {"ec4050NotDecimal", ec4050Xml("12a", "5"), "not a decimal number"},
-        {"ec4050Negative", ec4050Xml("-5", "5"), "not a decimal number"},
-        {"ec4050MissingY",
-         "<ECDSAKeyValue><DomainParameters><NamedCurve URN=\"urn:oid:1.2.840.10045.3.1.7\"/>"
-         "</DomainParameters><PublicKey><X Value=\"5\"/></PublicKey></ECDSAKeyValue>",
-         "not a decimal number"},
-        {"ec4050TenThousandDigits", ec4050Xml(digits10000, "5"), "not a decimal number"},
-        {"ec4050LargerThanField", ec4050Xml(std::string(150, '9'), "5"),
-         "larger than the curve's field"},
-        {"ec4050NotOnCurve", ec4050Xml("5", "5"), "refused the public key numbers"},
-    };
+    for (const char* n : {"P", "Q", "G"}) pieces[n] = b64(d[n]);
+    pieces["Y"] = b64(d["pub"]);
+    Bytes point = p256Point();
+    pieces["POINT"] = b64(point);
+    pieces["POINT_TRUNCATED"] = b64(Bytes(point.begin(), point.end() - 1));
+    point.back() ^= 0x01;
+    pieces["POINT_OFF_CURVE"] = b64(point);
+    pieces["BYTES300"] = b64(Bytes(300, 4));
+    pieces["DIGITS10000"] = std::string(10000, '7');
+    pieces["DIGITS150"] = std::string(150, '9');
+    return pieces;
 }
 
 TEST(KeysHostileXml, EveryRowIsRefusedWithReason) {
-    for (const HostileRow& row : xmlRows()) {
+    for (const DataRow& row : loadTable("crypto/hostile_key_xml.tsv", xmlPieces())) {
         const HostileResult r = runHostile([&](ClsPublicKey& key, LogBase& log) {
-            return key.loadXml(XString(row.input.c_str()), log);
+            return key.loadXml(XString(row["input"].c_str()), log);
         });
-        expectRefused(row, r);
+        expectRefused({row["name"], row["input"], row["log"].c_str()}, r);
     }
 }
 

@@ -39,35 +39,21 @@ std::string xmlsecDigest(const std::string& tmpl, const std::string& options = "
 // placed in an EnvioDTE whose root also declares xsi. In place, the Documento would inherit that
 // declaration; the signed form is the DTE cut out of the envelope as text.
 
+// A template of tests/data/families with its @NAME@ placeholders filled.
+std::string filled(const std::string& file,
+                   std::initializer_list<std::pair<const char*, std::string>> values) {
+    std::string text = familyFile(file);
+    for (const auto& [key, value] : values) text = replaceEvery(text, key, value);
+    return text;
+}
+
 std::string siiDte(const std::string& host, const std::string& digest) {
-    return "<DTE xmlns=\"http://" + host +
-           "/SiiDte\" version=\"1.0\">\n<Documento ID=\"F60T33\"><Encabezado><IdDoc><TipoDTE>33"
-           "</TipoDTE><Folio>60</Folio><FchEmis>2024-03-01</FchEmis></IdDoc><Emisor><RUTEmisor>"
-           "76354771-K</RUTEmisor><RznSoc>Ingenieria Ejemplo SpA</RznSoc></Emisor><Totales>"
-           "<MntNeto>100000</MntNeto><IVA>19000</IVA><MntTotal>119000</MntTotal></Totales>"
-           "</Encabezado><TmstFirma>2024-03-01T10:00:00</TmstFirma></Documento>\n"
-           "<Signature xmlns=\"http://www.w3.org/2000/09/xmldsig#\"><SignedInfo>"
-           "<CanonicalizationMethod Algorithm=\"" +
-           std::string(kC14n) +
-           "\"/><SignatureMethod Algorithm=\"http://www.w3.org/2000/09/xmldsig#hmac-sha1\"/>"
-           "<Reference URI=\"#F60T33\"><Transforms><Transform Algorithm=\"" +
-           kC14n +
-           "\"/></Transforms><DigestMethod Algorithm=\"http://www.w3.org/2000/09/xmldsig#sha1\"/>"
-           "<DigestValue>" +
-           digest +
-           "</DigestValue></Reference></SignedInfo><SignatureValue></SignatureValue>"
-           "</Signature></DTE>";
+    return filled("sii-dte.xml", {{"@HOST@", host}, {"@DIGEST@", digest}});
 }
 
 std::string siiEnvio(const std::string& host) {
     const std::string dte = siiDte(host, xmlsecDigest(siiDte(host, ""), "--id-attr:ID Documento"));
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<EnvioDTE xmlns=\"http://" + host +
-           "/SiiDte\" xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" version=\"1.0\" "
-           "xsi:schemaLocation=\"http://" +
-           host +
-           "/SiiDte EnvioDTE_v10.xsd\">\n<SetDTE ID=\"SetDoc\"><Caratula version=\"1.0\">"
-           "<RutEmisor>76354771-K</RutEmisor><RutEnvia>11111111-1</RutEnvia></Caratula>\n" +
-           dte + "\n</SetDTE></EnvioDTE>\n";
+    return filled("sii-envio.xml", {{"@HOST@", host}, {"@DTE@", dte}});
 }
 
 FamilyFixture siiDteExtraction() {
@@ -83,16 +69,10 @@ FamilyFixture siiDteExtraction() {
 // the signature then goes inside LAU. Signed form: exclusive c14n of the message without LAU.
 
 std::string swiftMessage(const std::string& saaNs, const std::string& digest) {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Saa:DataPDU xmlns:Saa=\"" + saaNs +
-           "\">\n<Saa:Revision>2.0.13</Saa:Revision>\n<Saa:Header><Saa:Message>"
-           "<Saa:SenderReference>SREF0001</Saa:SenderReference><Saa:MessageIdentifier>"
-           "pacs.008.001.08</Saa:MessageIdentifier><Saa:Format>MX</Saa:Format></Saa:Message>"
-           "</Saa:Header>\n<Saa:Body><Document xmlns=\"urn:iso:std:iso:20022:tech:xsd:"
-           "pacs.008.001.08\"><FIToFICstmrCdtTrf><GrpHdr><MsgId>MSG0001</MsgId><NbOfTxs>1"
-           "</NbOfTxs></GrpHdr></FIToFICstmrCdtTrf></Document></Saa:Body>\n<LAU xmlns=\"" +
-           saaNs + "\">" +
-           dsSignature(dsReference("", dsTransform(kEnveloped) + dsTransform(kExcC14n), digest)) +
-           "</LAU>\n</Saa:DataPDU>\n";
+    const std::string transforms = dsTransform(kEnveloped) + dsTransform(kExcC14n);
+    return filled(
+        "swift-message.xml",
+        {{"@NS@", saaNs}, {"@SIGNATURE@", dsSignature(dsReference("", transforms, digest))}});
 }
 
 Loaded swiftSigned(const std::string& saaNs) {
@@ -114,17 +94,13 @@ FamilyFixture swiftLauRemoval() {
 // sent inside a SOAP envelope to the SAT service. Signed form: the doda fragment.
 
 std::string doda(const std::string& digest) {
-    return "<doda><encabezado><aduana>470</aduana><patente>3210</patente><numeroDocumento>"
-           "1234567</numeroDocumento><fechaEmision>2024-03-01T09:00:00</fechaEmision>"
-           "</encabezado><pedimentos><pedimento>24 47 3210 4000123</pedimento></pedimentos>" +
-           dsSignature(dsReference("", dsTransform(kEnveloped), digest)) + "</doda>";
+    return filled("doda.xml",
+                  {{"@SIGNATURE@", dsSignature(dsReference("", dsTransform(kEnveloped), digest))}});
 }
 
 std::string dodaEnvelope(const std::string& serviceHost) {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<soapenv:Envelope xmlns:soapenv=\""
-           "http://schemas.xmlsoap.org/soap/envelope/\" xmlns:ws=\"http://" +
-           serviceHost + "/ws/doda\"><soapenv:Header/><soapenv:Body><ws:registrarDoda>" +
-           doda(xmlsecDigest(doda(""))) + "</ws:registrarDoda></soapenv:Body></soapenv:Envelope>\n";
+    return filled("doda-envelope.xml",
+                  {{"@HOST@", serviceHost}, {"@DODA@", doda(xmlsecDigest(doda("")))}});
 }
 
 FamilyFixture dodaFragment() {
@@ -140,18 +116,10 @@ FamilyFixture dodaFragment() {
 // alone (signed on its own, inclusive c14n), though the reference URI is empty.
 
 std::string cmaMessage(const std::string& envelopeNs, const std::string& digest) {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Message xmlns=\"" + envelopeNs +
-           "\">\n<AppHdr xmlns=\"urn:iso:std:iso:20022:tech:xsd:head.001.001.01\"><Fr><FIId>"
-           "<FinInstnId><BICFI>BANKCNBJ</BICFI></FinInstnId></FIId></Fr><To><FIId><FinInstnId>"
-           "<BICFI>CMAPCNSH</BICFI></FinInstnId></FIId></To><BizMsgIdr>B2024030100001"
-           "</BizMsgIdr><MsgDefIdr>pacs.008.001.02</MsgDefIdr><CreDt>2024-03-01T10:00:00Z"
-           "</CreDt><Sgntr>" +
-           dsSignature(dsReference("", dsTransform(kEnveloped) + dsTransform(kC14n), digest)) +
-           "</Sgntr></AppHdr>\n<Document xmlns=\"urn:iso:std:iso:20022:tech:xsd:pacs.008.001."
-           "02\"><FIToFICstmrCdtTrf><GrpHdr><MsgId>M2024030100001</MsgId><NbOfTxs>1</NbOfTxs>"
-           "</GrpHdr><CdtTrfTxInf><PmtId><EndToEndId>E2E-1</EndToEndId></PmtId>"
-           "<IntrBkSttlmAmt Ccy=\"CNY\">1000.00</IntrBkSttlmAmt></CdtTrfTxInf>"
-           "</FIToFICstmrCdtTrf></Document>\n</Message>\n";
+    const std::string transforms = dsTransform(kEnveloped) + dsTransform(kC14n);
+    return filled(
+        "cma-message.xml",
+        {{"@NS@", envelopeNs}, {"@SIGNATURE@", dsSignature(dsReference("", transforms, digest))}});
 }
 
 std::string cmaSigned(const std::string& envelopeNs) {
@@ -173,24 +141,9 @@ FamilyFixture cmaStpDocument() {
 // the authenticated elements do not contain it, so their bytes are the same.
 
 std::string ebicsRequest(const std::string& uri, const std::string& digest, bool forXmlsec) {
-    const std::string sig = forXmlsec ? "ds:Signature" : "AuthSignature";
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<ebicsRequest xmlns=\"urn:org:ebics:H004\" "
-           "xmlns:ds=\"http://www.w3.org/2000/09/xmldsig#\" Revision=\"1\" Version=\"H004\">\n"
-           "  <header authenticate=\"true\">\n    <static><HostID>EBIXHOST</HostID><Nonce>"
-           "AB12CD</Nonce><PartnerID>PARTNER1</PartnerID><UserID>USER1</UserID></static>\n"
-           "    <mutable><TransactionPhase>Initialisation</TransactionPhase></mutable>\n"
-           "  </header>\n  <" +
-           sig + "><ds:SignedInfo><ds:CanonicalizationMethod Algorithm=\"" + kC14n +
-           "\"/><ds:SignatureMethod Algorithm=\"http://www.w3.org/2001/04/xmldsig-more#hmac-"
-           "sha256\"/><ds:Reference URI=\"" +
-           uri + "\"><ds:Transforms><ds:Transform Algorithm=\"" + kC14n +
-           "\"/></ds:Transforms><ds:DigestMethod Algorithm=\"" + kSha256 + "\"/><ds:DigestValue>" +
-           digest +
-           "</ds:DigestValue></ds:Reference></ds:SignedInfo><ds:SignatureValue>"
-           "</ds:SignatureValue></" +
-           sig +
-           ">\n  <body><DataTransfer authenticate=\"true\"><OrderData>QUJDREVG</OrderData>"
-           "</DataTransfer></body>\n</ebicsRequest>\n";
+    return filled("ebics-request.xml", {{"@SIG@", forXmlsec ? "ds:Signature" : "AuthSignature"},
+                                        {"@URI@", uri},
+                                        {"@DIGEST@", digest}});
 }
 
 std::string ebicsSigned(const std::string& uri) {
@@ -216,23 +169,8 @@ FamilyFixture ebicsAuthenticated() {
 std::string ebxmlMessage(const std::string& xpath, const std::string& digest) {
     const std::string transforms =
         dsTransform(kEnveloped) + dsXPathTransform(xpath) + dsTransform(kC14n);
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<SOAP:Envelope xmlns:SOAP=\""
-           "http://schemas.xmlsoap.org/soap/envelope/\" xmlns:eb=\"http://www.oasis-open.org/"
-           "committees/ebxml-msg/schema/msg-header-2_0.xsd\">\n<SOAP:Header>\n"
-           "<eb:MessageHeader SOAP:mustUnderstand=\"1\" eb:version=\"2.0\"><eb:From><eb:PartyId>"
-           "urn:duns:123456789</eb:PartyId></eb:From><eb:To><eb:PartyId>urn:duns:912345678"
-           "</eb:PartyId></eb:To><eb:CPAId>cpa-2024-1</eb:CPAId><eb:ConversationId>conv-1"
-           "</eb:ConversationId><eb:Service>urn:services:Orders</eb:Service><eb:Action>NewOrder"
-           "</eb:Action><eb:MessageData><eb:MessageId>msg-1@example.com</eb:MessageId>"
-           "<eb:Timestamp>2024-03-01T10:00:00Z</eb:Timestamp></eb:MessageData>"
-           "</eb:MessageHeader>\n<eb:AckRequested SOAP:actor=\"urn:oasis:names:tc:ebxml-msg:"
-           "actor:nextMSH\" SOAP:mustUnderstand=\"1\" eb:version=\"2.0\" eb:signed=\"false\">"
-           "</eb:AckRequested>\n<eb:SyncReply SOAP:actor=\"http://schemas.xmlsoap.org/soap/"
-           "actor/next\" SOAP:mustUnderstand=\"1\" eb:version=\"2.0\"></eb:SyncReply>\n" +
-           dsSignature(dsReference("", transforms, digest)) +
-           "\n</SOAP:Header>\n<SOAP:Body><eb:Manifest eb:version=\"2.0\"><eb:Reference "
-           "xmlns:xlink=\"http://www.w3.org/1999/xlink\" xlink:href=\"cid:payload-1\">"
-           "</eb:Reference></eb:Manifest></SOAP:Body>\n</SOAP:Envelope>\n";
+    return filled("ebxml-message.xml",
+                  {{"@SIGNATURE@", dsSignature(dsReference("", transforms, digest))}});
 }
 
 std::string ebxmlSigned(const std::string& xpath) {
@@ -308,9 +246,8 @@ FamilyFixture myInvoisSecondExtensionsBlock() {
 // ---- A stored digest written as hexadecimal text (openssl's -hex output) instead of base64.
 
 std::string orderDocument(const std::string& digest) {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Order xmlns=\"urn:example:orders\">"
-           "<Id>42</Id><Total currency=\"EUR\">20.00</Total>" +
-           dsSignature(dsReference("", dsTransform(kEnveloped), digest)) + "</Order>\n";
+    return filled("order.xml",
+                  {{"@SIGNATURE@", dsSignature(dsReference("", dsTransform(kEnveloped), digest))}});
 }
 
 // The bytes the order's signer hashes: the canonical form without the enveloped signature.

@@ -91,6 +91,8 @@ const PlacementRow kPlacements[] = {
      "unsigned Object",
      std::string("<ds:Object Id=\"extra\"><xades:QualifyingProperties xmlns:xades=\"") + kXadesNs +
          "\" Target=\"#sig-1\">"},
+    {"IntoAnEmptyUnsignedObject", shape(kId, "<ds:Object Id=\"empty\"/>"), "empty",
+     "unsigned Object", "<ds:Object Id=\"empty\"><xades:QualifyingProperties"},
     {"NewObjectWhenThereIsNone", shape(kId, ""), "new", "new Object", "</ds:KeyInfo><ds:Object"},
     {"NewObjectWhenTheOnlyObjectIsReferenced",
      shape(kId, "<ds:Object Id=\"data\">" + kNote + "</ds:Object>",
@@ -163,6 +165,25 @@ TEST_F(TimestampTest, RefusalsLeaveTheOutputEmpty) {
             EXPECT_NE(o.log.find(line), std::string::npos) << r.name << "\n" << o.log;
         EXPECT_EQ(o.log.find("Success."), std::string::npos) << r.name;
     }
+}
+
+// A signature found by its Id needs no reference: the first one is only read to find a signature
+// that has no Id.
+TEST_F(TimestampTest, SignatureWithIdNeedsNoReference) {
+    const std::string signedXml = signedDocument();
+    const std::size_t from = signedXml.find("<ds:Reference"),
+                      to = signedXml.rfind("</ds:Reference>") +
+                           std::string("</ds:Reference>").size();
+    ASSERT_LT(from, to);
+    std::string noReference = signedXml;
+    noReference.erase(from, to - from);
+    const TimestampOutcome withId = addTimestamp(noReference, tsa().url());
+    EXPECT_TRUE(withId.ok) << withId.log;
+    EXPECT_NE(withId.out.find("<xades:EncapsulatedTimeStamp"), std::string::npos) << withId.out;
+    const TimestampOutcome withoutId =
+        addTimestamp(replaceFirst(noReference, " Id=\"sig-1\"", ""), tsa().url());
+    EXPECT_FALSE(withoutId.ok);
+    EXPECT_NE(withoutId.log.find("No Reference at index 0"), std::string::npos) << withoutId.log;
 }
 
 TEST_F(TimestampTest, LoadedDocumentStaysAsItWas) {

@@ -8,6 +8,7 @@
 
 #include "dsig/TransformTestUtil.h"
 #include "dsig/detail/XmlChunks.h"
+#include "support/DataTable.h"
 #include "support/DsigTestUtil.h"
 #include "support/TransformTestAccess.h"
 
@@ -19,19 +20,15 @@ using Access = TransformTestAccess;
 const char* const kXPath = "http://www.w3.org/TR/1999/REC-xpath-19991116";
 const char* const kFilter2 = "http://www.w3.org/2002/06/xmldsig-filter2";
 
-const std::string kSig =
-    "<ds:Signature xmlns:ds=\"http://www.w3.org/2000/09/xmldsig#\"><ds:SignedInfo/>"
-    "</ds:Signature>";
 const std::string kQrRef =
     "<cac:AdditionalDocumentReference><cbc:ID>QR</cbc:ID><cbc:X>q</cbc:X>"
     "</cac:AdditionalDocumentReference>";
-const std::string kPihRef =
-    "<cac:AdditionalDocumentReference><cbc:ID>PIH</cbc:ID></cac:AdditionalDocumentReference>";
 const std::string kExt =
     "<ext:UBLExtensions><ext:UBLExtension>e</ext:UBLExtension>"
     "</ext:UBLExtensions>";
 
-std::string filter2Transform(const std::string& first, const std::string& second = "") {
+// A Filter 2.0 Transform element with one or two XPath children, each given as Filter|expression.
+std::string filter2Transform(const std::string& first, const std::string& second) {
     const auto child = [](const std::string& spec) {
         const std::size_t bar = spec.find('|');
         return "<XPath xmlns=\"http://www.w3.org/2002/06/xmldsig-filter2\" Filter=\"" +
@@ -42,165 +39,36 @@ std::string filter2Transform(const std::string& first, const std::string& second
            (second.empty() ? "" : child(second)) + "</ds:Transform>";
 }
 
-struct XPathRow {
-    const char* name;
-    const char* algorithm;
-    std::string transform;  // Transform element text; empty for none
-    std::string xpath;
-    bool myInvois;
-    std::string input;
-    std::string expected;
-    bool result;
-    const char* logKey;  // "commonXPathOption" or "unhandledXPath"
-    const char* logValue;
-};
-
-std::vector<XPathRow> xpathRows() {
-    const std::string ublExtSubtract =
-        "subtract|here()/ancestor::ext:UBLExtensions/ext:UBLExtension[2]";
-    return {
-        {"AllSignaturesRemoved", kXPath, "", "not(ancestor-or-self::ds:Signature)", false,
-         "<r><a/>" + kSig + "<b/>" + kSig + "</r>", "<r><a/><b/></r>", true, "commonXPathOption",
-         "1"},
-        {"OnlyUblSignatureBlocksRemoved", kXPath, "", "not(//ancestor-or-self::cac:Signature)",
-         false,
-         "<r><cac:Signature>x</cac:Signature><c/>" + kSig + "<cac:Signature>y" +
-             "</cac:Signature></r>",
-         "<r><c/>" + kSig + "</r>", true, "commonXPathOption", "1"},
-        {"SignatureRemoverFailureFails", kXPath, "", "not(ancestor-or-self::ds:Signature)", false,
-         "<r>" + kSig, "", false, "commonXPathOption", "1"},
-        {"NextMshElementsRemoved", kXPath, "",
-         "not(ancestor-or-self::node()[@SOAP:actor=\"urn:oasis:names:tc:ebxml-msg:actor:"
-         "nextMSH\"])",
-         false,
-         "<S:Header><eb:Via S:actor=\"urn:oasis:names:tc:ebxml-msg:actor:nextMSH\">v</eb:Via>"
-         "<eb:MessageHeader/></S:Header>",
-         "<S:Header><eb:MessageHeader/></S:Header>", true, "commonXPathOption", "2"},
-        {"OneUblDocumentSignaturesBlockRemoved", kXPath, "",
-         "count(ancestor-or-self::sig:UBLDocumentSignatures | "
-         "here()/ancestor::sig:UBLDocumentSignatures[1]) > "
-         "count(ancestor-or-self::sig:UBLDocumentSignatures)",
-         false,
-         "<r><sig:UBLDocumentSignatures>1</sig:UBLDocumentSignatures><x/>"
-         "<sig:UBLDocumentSignatures>2</sig:UBLDocumentSignatures></r>",
-         "<r><x/><sig:UBLDocumentSignatures>2</sig:UBLDocumentSignatures></r>", true,
-         "commonXPathOption", "3"},
-        {"Filter2SubtractSignatures", kFilter2,
-         filter2Transform("subtract|/descendant::ds:Signature"), "/descendant::ds:Signature", false,
-         "<r>" + kSig + "<a/></r>", "<r><a/></r>", true, "commonXPathOption", "4"},
-        {"Filter2SubtractSignaturesByName", kFilter2,
-         filter2Transform("subtract|/descendant::*[name()='ds:Signature']"),
-         "/descendant::*[name()='ds:Signature']", false, "<r>" + kSig + "<a/></r>", "<r><a/></r>",
-         true, "commonXPathOption", "4"},
-        {"Filter2IntersectSignaturesUnhandled", kFilter2,
-         filter2Transform("intersect|/descendant::ds:Signature"), "/descendant::ds:Signature",
-         false, "<r>" + kSig + "</r>", "<r>" + kSig + "</r>", false, "unhandledXPath", "1"},
-        {"Filter2UblExtensionsFromSecondChild", kFilter2,
-         filter2Transform("intersect|/", ublExtSubtract), "/", false,
-         "<r>" + kExt + "<a/>" + kExt + "</r>", "<r><a/>" + kExt + "</r>", true,
-         "commonXPathOption", "5"},
-        {"Filter2UblExtensionsOnFirstChildOnlyUnhandled", kFilter2,
-         filter2Transform(ublExtSubtract, "intersect|/"),
-         "here()/ancestor::ext:UBLExtensions/ext:UBLExtension[2]", false, "<r>" + kExt + "</r>",
-         "<r>" + kExt + "</r>", false, "unhandledXPath", "3"},
-        {"Filter2SingleChildUnhandled", kFilter2, filter2Transform("subtract|/"), "/", false,
-         "<r>" + kExt + "</r>", "<r>" + kExt + "</r>", false, "unhandledXPath", "3"},
-        {"QrReferenceRemoved", kXPath, "",
-         "not(//ancestor-or-self::cac:AdditionalDocumentReference[cbc:ID='QR'])", false,
-         "<r>" + kPihRef + kQrRef + "<a/></r>", "<r>" + kPihRef + "<a/></r>", true,
-         "commonXPathOption", "6"},
-        {"QrReferenceRemovedWhateverIdIsNamed", kXPath, "",
-         "not(//ancestor-or-self::cac:AdditionalDocumentReference[cbc:ID='PIH'])", false,
-         "<r>" + kPihRef + kQrRef + "</r>", "<r>" + kPihRef + "</r>", true, "commonXPathOption",
-         "6"},
-        {"EveryUblExtensionsBlockRemoved", kXPath, "", "not(//ancestor-or-self::ext:UBLExtensions)",
-         false, "<r>" + kExt + "<a/>" + kExt + "</r>", "<r><a/></r>", true, "commonXPathOption",
-         "7"},
-        {"MyInvoisRemovesOnlyTheSecondBlock", kXPath, "",
-         "not(//ancestor-or-self::ext:UBLExtensions)", true,
-         "<r>" + kExt + "<a/>" + kExt + "<b/></r>", "<r>" + kExt + "<a/><b/></r>", true,
-         "commonXPathOption", "7"},
-        {"MyInvoisWithOneBlockRemovesIt", kXPath, "", "not(//ancestor-or-self::ext:UBLExtensions)",
-         true, "<r>" + kExt + "<a/></r>", "<r><a/></r>", true, "commonXPathOption", "7"},
-        {"MyInvoisRuleOnlyForUblExtensions", kXPath, "", "not(//ancestor-or-self::x:Y)", true,
-         "<r><x:Y>1</x:Y><x:Y>2</x:Y></r>", "<r></r>", true, "commonXPathOption", "7"},
-        {"UnknownExpressionFails", kXPath, "", "count(//x)", false, "<r><x/></r>", "<r><x/></r>",
-         false, "unhandledXPath", "2"},
-    };
-}
-
-class TransformXPath : public ::testing::TestWithParam<XPathRow> {};
+class TransformXPath : public ::testing::TestWithParam<DataRow> {};
 
 TEST_P(TransformXPath, RemovesWhatTheExpressionExcludes) {
-    const XPathRow& row = GetParam();
+    const DataRow& row = GetParam();
     auto dsig = newDsig();
-    Access::isMyInvois(*dsig) = row.myInvois;
-    XmlPtr transform = parseElement(row.transform);
-    ASSERT_EQ(transform == nullptr, row.transform.empty());
-    StringBuffer xml(row.input);
+    Access::isMyInvois(*dsig) = row.flag("myinvois");
+    const bool filter2 = row["algorithm"] == "filter2";
+    XmlPtr transform =
+        filter2 ? parseElement(filter2Transform(row["filter"], row["filter_second"])) : nullptr;
+    ASSERT_EQ(transform == nullptr, !filter2);
+    StringBuffer xml(row["input"]);
     _tvLogger log;
-    EXPECT_EQ(Access::xpath(*dsig, transform.get(), xml, row.algorithm, row.xpath.c_str(), log),
-              row.result);
-    EXPECT_EQ(xml.str(), row.expected);
-    EXPECT_EQ(loggedValue(log, row.logKey), row.logValue) << log.renderText();
+    const bool result = Access::xpath(*dsig, transform.get(), xml, filter2 ? kFilter2 : kXPath,
+                                      row["xpath"].c_str(), log);
+    EXPECT_EQ(xml.str(), row["expected"]);
+    EXPECT_EQ(loggedValue(log, "xPath"), row["xpath"]);
+    if (!row["info"].empty()) EXPECT_TRUE(loggedInfo(log, row["info"].c_str())) << log.renderText();
+    for (const char* key : {"startTag", "endTag", "mustContain"})
+        if (!row[key].empty()) EXPECT_EQ(loggedValue(log, key), row[key]);
+    if (row["result"].empty()) return;
+    EXPECT_EQ(result, row.flag("result"));
+    EXPECT_EQ(loggedValue(log, row["log_key"].c_str()), row["log_value"]) << log.renderText();
     _tvLogger boolForm;  // however the log spells a boolean
-    boolForm.LogDataBool("v", row.result);
+    boolForm.LogDataBool("v", result);
     EXPECT_EQ(loggedValue(log, "transformXPathSuccess"), loggedValue(boolForm, "v"));
-    EXPECT_EQ(loggedValue(log, "xPath"), row.xpath);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, TransformXPath, ::testing::ValuesIn(xpathRows()),
-                         [](const auto& info) { return std::string(info.param.name); });
-
-TEST(TransformXPathLog, CaseInfoLinesAndBuiltTags) {
-    auto dsig = newDsig();
-    {
-        StringBuffer xml("<r>" + kQrRef + "</r>");
-        _tvLogger log;
-        Access::xpath(*dsig, nullptr, xml, kXPath,
-                      "not(//ancestor-or-self::cac:AdditionalDocumentReference[cbc:ID='PIH'])",
-                      log);
-        EXPECT_TRUE(loggedInfo(log, "Matched not(//ancestor-or-self::*[*ID='*'])"));
-        EXPECT_EQ(loggedValue(log, "startTag"), "<cac:AdditionalDocumentReference>");
-        EXPECT_EQ(loggedValue(log, "endTag"), "</cac:AdditionalDocumentReference>");
-        EXPECT_EQ(loggedValue(log, "mustContain"), "<cbc:ID>PIH</cbc:ID>");
-    }
-    {
-        StringBuffer xml("<r>" + kSig + "</r>");
-        _tvLogger log;
-        Access::xpath(*dsig, nullptr, xml, kXPath, "not(ancestor-or-self::ds:Signature)", log);
-        EXPECT_TRUE(loggedInfo(log, "removing all Signatures from the XML to be canonicalized"));
-    }
-    {
-        StringBuffer xml("<r/>");
-        _tvLogger log;
-        Access::xpath(*dsig, nullptr, xml, kXPath, "not(//ancestor-or-self::ext:UBLExtensions)",
-                      log);
-        EXPECT_TRUE(loggedInfo(log, "Matched not(//ancestor-or-self::*)"));
-        EXPECT_EQ(loggedValue(log, "startTag"), "<ext:UBLExtensions>");
-        EXPECT_EQ(loggedValue(log, "endTag"), "</ext:UBLExtensions>");
-    }
-    {
-        StringBuffer xml("<r/>");
-        _tvLogger log;
-        Access::xpath(*dsig, nullptr, xml, kXPath, "ancestor-or-self::sig:UBLDocumentSignatures",
-                      log);
-        EXPECT_TRUE(loggedInfo(log, "Found UBLDocumentSignatures transform."));
-    }
-}
-
-// An expression that fits the pattern but lacks tokens reads them as empty text.
-TEST(TransformXPathLog, MissingTokensReadAsEmpty) {
-    auto dsig = newDsig();
-    StringBuffer xml("<r><a/></r>");
-    _tvLogger log;
-    EXPECT_TRUE(
-        Access::xpath(*dsig, nullptr, xml, kXPath, "not(//ancestor-or-self::a[ID=''])", log));
-    EXPECT_EQ(loggedValue(log, "commonXPathOption"), "6");
-    EXPECT_EQ(loggedValue(log, "startTag"), "<a:ID>");
-    EXPECT_EQ(loggedValue(log, "mustContain"), "<'':)></'':)>");
-    EXPECT_EQ(xml.str(), "<r><a/></r>");
-}
+INSTANTIATE_TEST_SUITE_P(Cases, TransformXPath,
+                         ::testing::ValuesIn(loadTable("dsig/xpath_cases.tsv")),
+                         [](const auto& info) { return info.param["name"]; });
 
 TEST(TransformXPathCaps, AtMostOneHundredBlocksGo) {
     auto dsig = newDsig();

@@ -42,22 +42,4 @@ CliResult runCli(const std::vector<std::string>& args, const std::string& stdinT
     return r;
 }
 
-std::vector<std::string> corpusDocuments(const std::string& excludeExpectedPrefix) {
-    std::ifstream manifest(corpusPath("MANIFEST.tsv"));
-    std::vector<std::string> paths;
-    std::string line;
-    std::getline(manifest, line);  // header
-    while (std::getline(manifest, line)) {
-        std::istringstream row(line);
-        std::string path, family, keyMaterial, expected;
-        std::getline(row, path, '\t');
-        std::getline(row, family, '\t');
-        std::getline(row, keyMaterial, '\t');
-        std::getline(row, expected, '\t');
-        if (!path.empty() && expected.rfind(excludeExpectedPrefix, 0) != 0)
-            paths.push_back(corpusPath(path));
-    }
-    return paths;
-}
-
 }  // namespace xmldsig::test

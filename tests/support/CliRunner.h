@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "support/Manifest.h"
+
 namespace xmldsig::test {
 
 struct CliResult {
@@ -13,8 +15,5 @@ struct CliResult {
 };
 
 CliResult runCli(const std::vector<std::string>& args, const std::string& stdinText = "");
-
-// The documents of the corpus manifest whose expected column does not start with prefix.
-std::vector<std::string> corpusDocuments(const std::string& excludeExpectedPrefix);
 
 }  // namespace xmldsig::test

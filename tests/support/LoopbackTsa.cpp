@@ -22,55 +22,6 @@ namespace xmldsig::test {
 
 namespace {
 
-const char kOpensslConfig[] = R"([req]
-distinguished_name = dn
-prompt = no
-[dn]
-[ca_ext]
-basicConstraints = critical,CA:true
-keyUsage = critical,keyCertSign,cRLSign
-subjectKeyIdentifier = hash
-[tsa_ext]
-basicConstraints = critical,CA:false
-keyUsage = critical,digitalSignature
-extendedKeyUsage = critical,timeStamping
-subjectKeyIdentifier = hash
-authorityKeyIdentifier = keyid
-[signer_ext]
-basicConstraints = critical,CA:false
-keyUsage = critical,digitalSignature,nonRepudiation
-subjectKeyIdentifier = hash
-authorityKeyIdentifier = keyid
-[tsa]
-default_tsa = tsa_config
-[tsa_config]
-dir = .
-serial = ./tsaserial
-crypto_device = builtin
-signer_cert = ./tsa.pem
-certs = ./ca.pem
-signer_key = ./tsa.key
-signer_digest = sha256
-default_policy = 1.2.3.4.1
-other_policies = 1.2.3.4.5
-digests = sha1, sha256, sha384, sha512
-accuracy = secs:1
-ordering = yes
-tsa_name = yes
-ess_cert_id_chain = no
-ess_cert_id_alg = sha256
-[tsa_sha512only]
-dir = .
-serial = ./tsaserial
-crypto_device = builtin
-signer_cert = ./tsa.pem
-signer_key = ./tsa.key
-signer_digest = sha256
-default_policy = 1.2.3.4.1
-digests = sha512
-ess_cert_id_alg = sha256
-)";
-
 const char kXadesIdAttr[] = "--id-attr:Id 'http://uri.etsi.org/01903/v1.3.2#:SignedProperties'";
 
 std::string readAll(const std::string& path) {
@@ -140,36 +91,15 @@ std::string LoopbackTsa::url(const std::string& path) const {
     return "http://127.0.0.1:" + std::to_string(m_port) + path;
 }
 
+// The PKI comes from the openssl tool (tests/data/tsa/make_pki.sh), never from this project.
 bool LoopbackTsa::makePki() {
-    std::ofstream(file("openssl.cnf")) << kOpensslConfig;
-    std::ofstream(file("tsaserial")) << "01\n";
-    const std::string cd = "cd " + shellQuoted(m_dir) + " && ";
-    const std::string key = "openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:2048 -out ";
-    const std::string issue =
-        "openssl x509 -req -CA ca.pem -CAkey ca.key -days 30 -extfile "
-        "openssl.cnf ";
-    const std::vector<std::string> steps = {
-        key + "ca.key",
-        "openssl req -x509 -new -config openssl.cnf -extensions ca_ext -key ca.key -subj "
-        "'/CN=xmldsig Test Root/O=xmldsig tests' -days 60 -out ca.pem",
-        key + "tsa.key",
-        "openssl req -new -config openssl.cnf -key tsa.key -subj "
-        "'/CN=xmldsig Test TSA/O=xmldsig tests' -out tsa.csr",
-        issue + "-extensions tsa_ext -set_serial 2 -in tsa.csr -out tsa.pem",
-        key + "signer.key",
-        "openssl req -new -config openssl.cnf -key signer.key -subj "
-        "'/CN=xmldsig Test Signer/O=xmldsig tests' -out signer.csr",
-        issue + "-extensions signer_ext -set_serial 3 -in signer.csr -out signer.pem",
-    };
-    for (const std::string& step : steps) {
-        bool ok = false;
-        runShell(cd + step + " 2>&1", ok);
-        if (!ok) {
-            m_error = "openssl failed: " + step;
-            return false;
-        }
-    }
-    return true;
+    bool ok = false;
+    const std::string out =
+        runShell("sh " + shellQuoted(std::string(XMLDSIG_TEST_DATA_DIR) + "/tsa/make_pki.sh") +
+                     " " + shellQuoted(m_dir) + " 2>&1",
+                 ok);
+    if (!ok) m_error = "openssl failed: " + out;
+    return ok;
 }
 
 bool LoopbackTsa::startServer() {

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "support/DataTable.h"
+
 namespace xmldsig::test {
 
 struct ManifestRow {
@@ -13,11 +15,12 @@ struct ManifestRow {
     std::string keyMaterial;
     std::string expected;
     std::string xmlsec1;  // what xmlsec1 1.2.37 said
+    std::string reason;   // why this verifier's verdict differs from the expected one, if it does
 };
 
 std::vector<ManifestRow> readManifest();
 
-// A name usable as a GoogleTest parameter name.
-std::string testNameFor(const std::string& path);
+// The absolute paths of the corpus documents whose expected column does not start with prefix.
+std::vector<std::string> corpusDocuments(const std::string& excludeExpectedPrefix = "");
 
 }  // namespace xmldsig::test

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/text/ExtPtrArray.h"
+#include "support/DataTable.h"
 
 namespace xmldsig {
 namespace {
@@ -26,36 +27,48 @@ std::vector<std::string> piecesOf(const ExtPtrArray& arr) {
     return out;
 }
 
-struct SplitCase {
-    const char* text;
-    char sep;
-    bool skipEmpty;
-    bool honourQuotes;
-    std::vector<std::string> pieces;
-};
-
-TEST(StringBufferSplit, PiecesMatchTable) {
-    const SplitCase cases[] = {
-        {"a b c", ' ', true, true, {"a", "b", "c"}},
-        {"a  b ", ' ', true, true, {"a", "b"}},
-        {"a  b ", ' ', false, false, {"a", "", "b", ""}},
-        {"", ',', false, false, {""}},
-        {"", ',', true, false, {}},
-        {",,,", ',', true, true, {}},
-        {" x ; y ", ';', true, true, {" x ", " y "}},  // never trimmed
-        {"a \"b c\" d", ' ', true, true, {"a", "\"b c\"", "d"}},
-        {"a \"b c\" d", ' ', true, false, {"a", "\"b", "c\"", "d"}},
-        {"a\\ b c", ' ', true, true, {"a\\ b", "c"}},
-        {"a\\ b c", ' ', true, false, {"a\\", "b", "c"}},
-        {"\"unclosed a b", ' ', true, true, {"\"unclosed a b"}},
-        {"ends\\", ' ', true, true, {"ends\\"}},
-    };
-    for (const SplitCase& c : cases) {
-        ExtPtrArraySb out;
-        EXPECT_TRUE(StringBuffer(c.text).split(out, c.sep, c.skipEmpty, c.honourQuotes));
-        EXPECT_EQ(piecesOf(out), c.pieces) << "text: " << c.text;
-    }
+std::string bracketed(const std::vector<std::string>& pieces) {
+    std::string out;
+    for (const auto& p : pieces) out += "[" + p + "]";
+    return out;
 }
+
+class StringBufferOps : public ::testing::TestWithParam<test::DataRow> {};
+
+TEST_P(StringBufferOps, ResultMatchesTable) {
+    const test::DataRow& c = GetParam();
+    const std::string& op = c["op"];
+    StringBuffer sb(c["text"]);
+    std::string after;
+    bool result = false;
+    if (op == "split") {
+        ExtPtrArraySb out;
+        result = sb.split(out, c["a"][0], c.flag("flag1"), c.flag("flag2"));
+        after = bracketed(piecesOf(out));
+    } else if (op == "tokenize") {
+        ExtPtrArray out;
+        result = sb.tokenize(out, c["a"].c_str());
+        after = bracketed(piecesOf(out));
+    } else if (op == "matches") {
+        result = sb.matches(c["a"].c_str(), c.flag("flag1"));
+    } else if (op == "removeDelimited") {
+        result =
+            sb.removeDelimited(c["a"].c_str(), c["b"].c_str(), c.flag("flag1"), c.flag("flag2"));
+        after = sb.str();
+    } else {
+        result = sb.removeDelimitedIfContains(c["a"].c_str(), c["b"].c_str(), c["c"].c_str(),
+                                              c.flag("flag1"), c.flag("flag2"));
+        after = sb.str();
+    }
+    EXPECT_EQ(result, c.flag("result"));
+    if (op != "matches") EXPECT_EQ(after, c["expected"]);
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, StringBufferOps,
+                         ::testing::ValuesIn(test::loadTable("text/string_ops.tsv")),
+                         [](const auto& info) {
+                             return info.param["op"] + std::to_string(info.index);
+                         });
 
 TEST(StringBufferSplit, AppendsAfterExistingPieces) {
     ExtPtrArraySb out;
@@ -64,105 +77,10 @@ TEST(StringBufferSplit, AppendsAfterExistingPieces) {
     EXPECT_EQ(piecesOf(out), (std::vector<std::string>{"first", "x", "y"}));
 }
 
-struct TokenizeCase {
-    const char* text;
-    const char* seps;
-    std::vector<std::string> pieces;
-};
-
-TEST(StringBufferTokenize, SeparatorsArePiecesOfTheirOwn) {
-    const TokenizeCase cases[] = {
-        {"a::b[c]", ":[=]", {"a", ":", ":", "b", "[", "c", "]"}},
-        {"ds:Signature", ":", {"ds", ":", "Signature"}},
-        {"x", ":", {"x"}},
-        {"", ":", {}},
-        {"::", ":", {":", ":"}},
-        {"*[local-name()='ID']", "[=]", {"*", "[", "local-name()", "=", "'ID'", "]"}},
-        {"abc", "", {"abc"}},
-    };
-    for (const TokenizeCase& c : cases) {
-        ExtPtrArray out;
-        EXPECT_TRUE(StringBuffer(c.text).tokenize(out, c.seps));
-        EXPECT_EQ(piecesOf(out), c.pieces) << "text: " << c.text;
-    }
-}
-
-struct MatchCase {
-    const char* text;
-    const char* pattern;
-    bool caseSensitive;
-    bool expected;
-};
-
-TEST(StringBufferMatches, WildcardWholeString) {
-    const MatchCase cases[] = {
-        {"not(//ancestor-or-self::*[@ID='abc'])", "not(//ancestor-or-self::*[*ID='*'])", true,
-         true},
-        {"not(//ancestor-or-self::*[@ID='abc'])x", "not(//ancestor-or-self::*[*ID='*'])", true,
-         false},
-        {"abc", "abc", true, true},
-        {"abc", "ab", true, false},  // whole string, not prefix
-        {"abc", "*", true, true},
-        {"", "*", true, true},
-        {"", "", true, true},
-        {"a", "", true, false},
-        {"abc", "a*c", true, true},
-        {"ac", "a*c", true, true},
-        {"abcbc", "a*bc", true, true},
-        {"abcbd", "a*bc", true, false},
-        {"ABC", "abc", true, false},
-        {"ABC", "abc", false, true},
-        {"ABC", "a*C", false, true},
-        {"a?c", "a?c", true, true},  // '?' is literal
-        {"abc", "a?c", true, false},
-        {"aaaaaaaaaaaaaaaaaaaaaaaaaaaaab", "*a*a*a*a*a*a*c", true, false},
-    };
-    for (const MatchCase& c : cases)
-        EXPECT_EQ(StringBuffer(c.text).matches(c.pattern, c.caseSensitive), c.expected)
-            << c.text << " ~ " << c.pattern;
-}
-
 TEST(StringBufferMatches, LongHostileInputFinishes) {
     const StringBuffer text(std::string(20000, 'a'));
     const std::string pattern = std::string(50, '*') + "a*b";
     EXPECT_FALSE(text.matches(pattern.c_str(), true));
-}
-
-struct DelimitedCase {
-    const char* text;
-    const char* begin;
-    const char* end;
-    const char* required;  // null: removeDelimited
-    bool removeBegin, removeEnd;
-    bool result;
-    const char* after;
-};
-
-TEST(StringBufferRemoveDelimited, FirstSpanOnly) {
-    const DelimitedCase cases[] = {
-        {"x<a>1</a>y<a>2</a>z", "<a>", "</a>", nullptr, true, true, true, "xy<a>2</a>z"},
-        {"x<a>1</a>y", "<a>", "</a>", nullptr, false, true, true, "x<a>y"},
-        {"x<a>1</a>y", "<a>", "</a>", nullptr, true, false, true, "x</a>y"},
-        {"x<a>1</a>y", "<a>", "</a>", nullptr, false, false, true, "x<a></a>y"},
-        {"x<a>1y", "<a>", "</a>", nullptr, true, true, false, "x<a>1y"},
-        {"x</a><a>", "<a>", "</a>", nullptr, true, true, false, "x</a><a>"},
-        {"", "<a>", "</a>", nullptr, true, true, false, ""},
-        // The span needing the text is the third one (as the QR document reference is).
-        {"<r><cbc:ID>ICV</cbc:ID></r><r><cbc:ID>PIH</cbc:ID></r><r><cbc:ID>QR</cbc:ID></r>!", "<r>",
-         "</r>", "<cbc:ID>QR", true, true, true,
-         "<r><cbc:ID>ICV</cbc:ID></r><r><cbc:ID>PIH</cbc:ID></r>!"},
-        {"<r>a</r><r>QR</r><r>QR</r>", "<r>", "</r>", "QR", true, true, true, "<r>a</r><r>QR</r>"},
-        {"<r>a</r><r>b</r>", "<r>", "</r>", "QR", true, true, false, "<r>a</r><r>b</r>"},
-    };
-    for (const DelimitedCase& c : cases) {
-        StringBuffer sb(c.text);
-        const bool r = c.required == nullptr
-                           ? sb.removeDelimited(c.begin, c.end, c.removeBegin, c.removeEnd)
-                           : sb.removeDelimitedIfContains(c.begin, c.end, c.required, c.removeBegin,
-                                                          c.removeEnd);
-        EXPECT_EQ(r, c.result) << c.text;
-        EXPECT_EQ(sb.str(), c.after) << c.text;
-    }
 }
 
 TEST(StringBufferGetDelimited, SpanWithOrWithoutMarkers) {

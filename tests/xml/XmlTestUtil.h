@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "host/xml/ClsXml.h"
+#include "support/Manifest.h"
 
 namespace xmldsig::xmltest {
 
@@ -47,14 +48,8 @@ inline std::string run(const std::string& cmd, int* status = nullptr) {
 
 // The path column of the corpus MANIFEST.tsv (relative to the corpus folder).
 inline std::vector<std::string> manifestPaths() {
-    std::ifstream in(std::filesystem::path(XMLDSIG_CORPUS_DIR) / "MANIFEST.tsv");
     std::vector<std::string> paths;
-    std::string line;
-    std::getline(in, line);  // header
-    while (std::getline(in, line)) {
-        const std::string path = line.substr(0, line.find('\t'));
-        if (!path.empty()) paths.push_back(path);
-    }
+    for (const auto& row : test::readManifest()) paths.push_back(row.path);
     return paths;
 }
 

@@ -160,10 +160,9 @@ TEST(XmlSigLocate, AuthSignatureOfEbicsIsLocatedByDigest) {
     EXPECT_TRUE(spanIsElement(text, r.loc.m_signedInfoLoc, r.loc.m_signedInfoLen, "SignedInfo"));
 }
 
-TEST(XmlSigLocateXades, ContainerSkipsObjectsThatAreSignedFullOrEmpty) {
+TEST(XmlSigLocateXades, ContainerSkipsObjectsThatAreSignedOrFull) {
     const std::string objects =
         "<ds:Object Id=\"signedObj\">a</ds:Object>"
-        "<ds:Object/>"
         "<ds:Object><p Id=\"inner\">b</p></ds:Object>"
         "<ds:Object Id=\"xp\">c</ds:Object>"
         "<ds:Object Id=\"free\">d</ds:Object>"
@@ -182,16 +181,24 @@ TEST(XmlSigLocateXades, ContainerSkipsObjectsThatAreSignedFullOrEmpty) {
     EXPECT_EQ(r.loc.m_qualifyingPropertiesLoc, 0u);
     EXPECT_EQ(r.loc.m_signedPropertiesLen, 0u);
 
-    // When every Object is signed or empty there is no container.
-    const std::string allSigned =
+    // An empty Object after a signed one is the container (the insertion opens it); when every
+    // Object is signed there is none.
+    const std::string withEmpty =
         "<ds:Signature " + std::string(kNs) +
         " Id=\"s\"><ds:SignedInfo><ds:Reference URI=\"#o\"/></ds:SignedInfo>"
         "<ds:Object Id=\"o\">x</ds:Object><ds:Object/></ds:Signature>";
+    const Located empty = byId(withEmpty, "s", true);
+    ASSERT_TRUE(empty.ok) << empty.log;
+    EXPECT_EQ(empty.loc.m_containerLoc, withEmpty.find("<ds:Object/>"));
+    EXPECT_EQ(empty.loc.m_signatureValueLoc, 0u);
+    EXPECT_EQ(empty.loc.m_objectAnchorLoc, withEmpty.find("<ds:Object/>"));
+    const std::string allSigned =
+        "<ds:Signature " + std::string(kNs) +
+        " Id=\"s\"><ds:SignedInfo><ds:Reference URI=\"#o\"/>"
+        "</ds:SignedInfo><ds:Object Id=\"o\">x</ds:Object></ds:Signature>";
     const Located none = byId(allSigned, "s", true);
     ASSERT_TRUE(none.ok) << none.log;
     EXPECT_EQ(none.loc.m_containerLoc, 0u);
-    EXPECT_EQ(none.loc.m_signatureValueLoc, 0u);
-    EXPECT_EQ(none.loc.m_objectAnchorLoc, allSigned.find("<ds:Object/>"));
 }
 
 TEST(XmlSigLocateXades, QualifyingPropertiesFamily) {

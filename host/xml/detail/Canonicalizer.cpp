@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
+#include "host/xml/XmlEscape.h"
 #include "host/xml/detail/CanonContext.h"
-#include "host/xml/detail/CanonEscape.h"
 #include "host/xml/detail/NamespaceScope.h"
 
 namespace xmldsig::detail {
@@ -146,7 +146,7 @@ bool CanonWriter::leave(const dom::Node& element) {
 bool CanonWriter::writeLeaf(const dom::Node& node) {
     switch (node.type) {
         case dom::NodeType::Text:
-            appendEscapedText(m_out, node.value);
+            appendXmlEscaped(m_out, node.value, XmlEscape::CanonicalText);
             break;
         case dom::NodeType::Comment:
             if (!m_options.withComments) break;
@@ -213,7 +213,7 @@ void CanonWriter::writeNamespaces(const dom::Node& element) {
         m_out += prefix.empty() ? " xmlns" : " xmlns:";
         m_out += prefix;
         m_out += "=\"";
-        appendEscapedAttribute(m_out, uri);
+        appendXmlEscaped(m_out, uri, XmlEscape::CanonicalAttribute);
         m_out += '"';
         m_rendered.bind(prefix, uri);
     }
@@ -249,7 +249,7 @@ void CanonWriter::writeAttributes(const dom::Node& element) {
         m_out += ' ';
         m_out += attr.qname;
         m_out += "=\"";
-        appendEscapedAttribute(m_out, attr.value);
+        appendXmlEscaped(m_out, attr.value, XmlEscape::CanonicalAttribute);
         m_out += '"';
     }
 }

@@ -6,34 +6,6 @@ namespace xmldsig::detail {
 
 namespace {
 
-// White space characters are written as references so that a re-parse does not normalize them.
-void appendEscapedAttr(std::string_view s, std::string& out) {
-    for (char c : s) {
-        switch (c) {
-            case '&':
-                out += "&amp;";
-                break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '"':
-                out += "&quot;";
-                break;
-            case '\t':
-                out += "&#9;";
-                break;
-            case '\n':
-                out += "&#10;";
-                break;
-            case '\r':
-                out += "&#13;";
-                break;
-            default:
-                out += c;
-        }
-    }
-}
-
 void enter(const dom::Node& n, std::string& out) {
     switch (n.type) {
         case dom::NodeType::Element:
@@ -44,13 +16,13 @@ void enter(const dom::Node& n, std::string& out) {
                 out += ' ';
                 out += a.name;
                 out += "=\"";
-                appendEscapedAttr(a.value, out);
+                appendXmlEscaped(out, a.value, XmlEscape::Attribute);
                 out += '"';
             }
             out += n.firstChild ? ">" : "/>";
             break;
         case dom::NodeType::Text:
-            appendXmlEscapedText(n.value, out);
+            appendXmlEscaped(out, n.value, XmlEscape::Text);
             break;
         case dom::NodeType::Comment:
             out += "<!--";

@@ -1,5 +1,0 @@
-#include <gtest/gtest.h>
-
-#include "host/xml/detail/XmlDom.h"
-
-TEST(Skeleton, DomHeaderCompiles) { EXPECT_EQ(sizeof(xmldsig::dom::NodeType), 1u); }
