@@ -113,10 +113,13 @@ for exe in verify_signatures verify_signatures_static; do
         "tampered.xml#0: invalid" "VerifySignature:"
 done
 if command -v ldd >/dev/null; then
-    if ldd "$program/verify_signatures" | grep -q "$prefix/$libdir/libxmldsig.so"; then
+    # Read ldd's whole output first: under pipefail, grep -q stopping early would
+    # fail the pipeline with ldd's SIGPIPE.
+    loaded=$(ldd "$program/verify_signatures")
+    if grep -q "$prefix/$libdir/libxmldsig.so" <<<"$loaded"; then
         pass "verify_signatures loads the installed libxmldsig.so"
     else
-        fail "verify_signatures does not load $prefix/$libdir/libxmldsig.so"; ldd "$program/verify_signatures" | sed 's/^/    /'
+        fail "verify_signatures does not load $prefix/$libdir/libxmldsig.so"; sed 's/^/    /' <<<"$loaded"
     fi
 fi
 
