@@ -20,7 +20,9 @@
 #include "cli/KeyOptions.h"
 #include "cli/RefReasons.h"
 #include "cli/Session.h"
+#include "cli/SignerChecks.h"
 #include "cli/SignerInfo.h"
+#include "cli/TrustOptions.h"
 #include "cli/VerifyOne.h"
 
 namespace xmldsig::cli {
@@ -52,6 +54,12 @@ const Command kVerifyCommand{
      kOptHmacEncoding,
      kOptOption,
      kOptPolicy,
+     kOptTrust,
+     kOptSystemTrust,
+     kOptUntrusted,
+     kOptCrl,
+     kOptAt,
+     kOptTsaTrust,
      kOptJson,
      kOptLog,
      kOptVerbose},
@@ -95,10 +103,11 @@ nlohmann::json verdictJson(const std::string& file, int index, const SignatureVe
 }
 
 // After "valid": who signed, how far that was checked, and what qualifies the verdict.
-std::string validNote(const SignatureVerdict& v, const SignerInfo& signer) {
+std::string validNote(const SignatureVerdict& v, const SignerInfo& signer,
+                      const SignerChecks& checks) {
     std::string note = signerSummary(signer);
     if (!v.signedInfoSigned) note += "; SignedInfo itself is not signed (e-invoice rules)";
-    note += "; signer not checked against a trust store";
+    note += "; " + trustSummary(checks.trust);
     if (!v.warnings.empty()) note += "; warnings: " + v.warnings.summary();
     return note;
 }
@@ -125,8 +134,8 @@ FileOutcome fileError(const std::string& file, const std::string& why, const Par
 // not reach another signature. True when the signature was verified (valid or not).
 // The session given is fresh (just loaded, nothing verified yet).
 bool verifySignatureOfFile(const std::string& file, Session& session, int index,
-                           const ParsedArgs& args, KeyOptions& keys, Report& report,
-                           FileOutcome& outcome, const std::string& hint) {
+                           const ParsedArgs& args, KeyOptions& keys, const TrustOptions& trust,
+                           Report& report, FileOutcome& outcome, const std::string& hint) {
     if (!keys.applyTo(session.dsig())) return false;
     ClsXmlDSig& dsig = session.dsig();
     dsig.put_Selector(index);
@@ -134,6 +143,8 @@ bool verifySignatureOfFile(const std::string& file, Session& session, int index,
     const ExplainTarget explain{args.value("--explain"), args.value("--signed-out"), file, index};
     SignatureVerdict v =
         verifySelected(dsig, keys, !args.has("--no-refs"), args.has("--ignore-external"), explain);
+    SignerChecks checks;
+    if (v.valid) applySignerChecks(dsig, trust, v, checks);
     applyPolicy(dsig, args, v);
     const bool digestMismatch =
         std::any_of(v.references.begin(), v.references.end(),
@@ -145,10 +156,12 @@ bool verifySignatureOfFile(const std::string& file, Session& session, int index,
     if (args.has("--json")) {
         nlohmann::json j = verdictJson(file, index, v, signer, dsig.detectedFamily(), args);
         j["policy"] = strictPolicy(args) ? "strict" : "default";
+        addSignerChecksJson(checks, j);
         if (allowsDigestErrors(args)) j["allowXmlDigestError"] = true;
         report.outText(jsonLine(j));
     } else if (v.valid)
-        report.out("%s#%d: valid (%s)\n", file.c_str(), index, validNote(v, signer).c_str());
+        report.out("%s#%d: valid (%s)\n", file.c_str(), index,
+                   validNote(v, signer, checks).c_str());
     else
         report.out("%s#%d: invalid (%s)\n", file.c_str(), index, v.why.c_str());
     if (args.has("--log")) report.errText(v.log);
@@ -156,7 +169,8 @@ bool verifySignatureOfFile(const std::string& file, Session& session, int index,
 }
 
 // Verifies the selected signatures of one file, with keys of its own.
-FileOutcome verifyFile(const std::string& file, const ParsedArgs& args, Report& report) {
+FileOutcome verifyFile(const std::string& file, const ParsedArgs& args, const TrustOptions& trust,
+                       Report& report) {
     KeyOptions keys;
     FileOutcome outcome;
     int count = 0;
@@ -190,7 +204,8 @@ FileOutcome verifyFile(const std::string& file, const ParsedArgs& args, Report& 
             if (!session->loadBytes(file, bytes))
                 return fileError(file, "the document cannot be loaded", args, report);
         }
-        if (!verifySignatureOfFile(file, *session, which[k], args, keys, report, outcome, hint))
+        if (!verifySignatureOfFile(file, *session, which[k], args, keys, trust, report, outcome,
+                                   hint))
             return fileError(file, "an option does not fit this document (see standard error)",
                              args, report);
     }
@@ -221,6 +236,8 @@ int runVerify(const ParsedArgs& args) {
         KeyOptions keys;  // reports unreadable key files once, before any work
         if (!keys.load(args)) return kExitUsage;
     }
+    TrustOptions trust;
+    if (!trust.load(args)) return kExitUsage;
     ScopedReport listing;
     std::vector<std::string> files;
     const bool listed = expandInputs(args.files, args.has("-r"), files, listing);
@@ -229,7 +246,7 @@ int runVerify(const ParsedArgs& args) {
     const bool progress = !args.has("--no-progress") && !args.has("--log") && files.size() > 1 &&
                           isatty(STDERR_FILENO);
     const BatchTotals t = runBatch(files, jobs, progress, [&](const std::string& f, Report& r) {
-        return verifyFile(f, args, r);
+        return verifyFile(f, args, trust, r);
     });
     std::fprintf(stderr, "%d file%s, %d signature%s: %d valid, %d invalid, %d error%s", t.files,
                  t.files == 1 ? "" : "s", t.valid + t.invalid, t.valid + t.invalid == 1 ? "" : "s",

@@ -111,11 +111,14 @@ bool ClsXmlDSig::GetXadesBinding(const DataBuffer& signerCertDer, XadesBinding& 
     ClsXml* sig = selectedSignature();
     if (sig == nullptr || m_xmlDoc == nullptr) return false;
     std::vector<std::unique_ptr<RefCountedObjectOwner>> owners;
-    const std::string target = "#" + attr(*sig, "Id");
+    const std::string id = attr(*sig, "Id");
     ClsXml* own = nullptr;  // SignedProperties of this signature's own QualifyingProperties
     ClsXml* ownQp = nullptr;
     for (ClsXml* qp : allWithTag(*sig, "*:QualifyingProperties", owners)) {
-        if (target.size() < 2 || attr(*qp, "Target") != target || ownQp != nullptr) continue;
+        // Target is "#Id"; ZATCA invoices write the bare Id. Either names this signature, and
+        // only QualifyingProperties inside it are considered.
+        const std::string target = attr(*qp, "Target");
+        if (id.empty() || (target != "#" + id && target != id) || ownQp != nullptr) continue;
         ownQp = qp;
         own = qp->getChildWithTagUtf8("*:SignedProperties");
         if (own != nullptr) owners.push_back(std::make_unique<RefCountedObjectOwner>(own));

@@ -1,5 +1,7 @@
 // xmldsig timestamp, run as a user runs it, against the loopback authority; its results are
 // checked with xmldsig verify and with openssl.
+#include <ctime>
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include "dsig/TimestampTestUtil.h"
@@ -47,6 +49,59 @@ TEST_F(TimestampCli, AddsATimestampThatVerifyAccepts) {
     EXPECT_TRUE(again.out.empty());
     EXPECT_NE(again.err.find("Already has an EncapsulatedTimeStamp."), std::string::npos)
         << again.err;
+}
+
+// "Time stamp: Nov 23 23:20:39 2026 GMT" of openssl ts -text, as verify --json writes times.
+std::string opensslTokenTime(const std::string& text) {
+    const std::size_t at = text.find("Time stamp: ");
+    std::tm tm{};
+    if (at == std::string::npos ||
+        strptime(text.c_str() + at + 12, "%b %d %H:%M:%S %Y", &tm) == nullptr)
+        return "";
+    char buf[32];
+    std::strftime(buf, sizeof buf, "%Y-%m-%dT%H:%M:%SZ", &tm);
+    return buf;
+}
+
+TEST_F(TimestampCli, VerifyChecksTheTimestampAndItsAuthority) {
+    const std::string in = signedFile();
+    const std::string out = in + ".checked.xml";
+    ASSERT_EQ(runCli({"timestamp", "--tsa", tsa().url(), "-o", out, in}).status, 0);
+    bool ok = false;
+    const std::string token = tokenOf(readFile(out));
+    const std::string text = runShell("openssl ts -reply -token_in -text -in " +
+                                          shellQuoted(writeTempFile(tsa().dir(), "t", token)),
+                                      ok);
+    CliResult v = runCli({"verify", "--json", out});  // no option needed
+    ASSERT_EQ(v.status, 0) << v.out << v.err;
+    auto j = nlohmann::json::parse(v.out);
+    EXPECT_EQ(j["timestamp"]["verified"], true) << v.out;
+    EXPECT_EQ(j["timestamp"]["time"], opensslTokenTime(text)) << text;
+    EXPECT_EQ(j["timestamp"]["hashAlgorithm"], "sha256");
+    EXPECT_NE(j["timestamp"]["authority"].get<std::string>().find("CN=xmldsig Test TSA"),
+              std::string::npos);
+    // With anchors the signer's path is checked at the timestamp's time, and so is the
+    // authority's; anchors of its own that do not cover the authority leave its time unused.
+    v = runCli({"verify", "--json", "--trust", tsa().file("ca.pem"), out});
+    j = nlohmann::json::parse(v.out);
+    EXPECT_EQ(j["trust"]["status"], "trusted") << v.out;
+    EXPECT_EQ(j["trust"]["validationTimeSource"], "signature timestamp");
+    EXPECT_EQ(j["trust"]["validationTime"], opensslTokenTime(text));
+    EXPECT_EQ(j["timestamp"]["authorityTrust"]["status"], "trusted");
+    v = runCli({"verify", "--json", "--trust", tsa().file("ca.pem"), "--tsa-trust",
+                tsa().file("signer.pem"), out});
+    j = nlohmann::json::parse(v.out);
+    EXPECT_EQ(j["timestamp"]["authorityTrust"]["status"], "untrusted") << v.out;
+    EXPECT_EQ(j["trust"]["validationTimeSource"], "now");
+    EXPECT_NE(v.out.find("timestamp-authority-untrusted"), std::string::npos);
+    // A token whose signature was altered makes the signature invalid.
+    std::string broken = token;
+    broken[broken.size() - 3] ^= 0x01;
+    const std::string tampered =
+        writeTempFile(tsa().dir(), "tampered.xml", withToken(readFile(out), broken));
+    v = runCli({"verify", tampered});
+    EXPECT_EQ(v.status, 1);
+    EXPECT_NE(v.out.find("invalid (signature timestamp: "), std::string::npos) << v.out;
 }
 
 TEST_F(TimestampCli, FailsWhenTheAuthorityGivesNoToken) {
