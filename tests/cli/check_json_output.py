@@ -17,9 +17,22 @@ import subprocess
 import sys
 import tempfile
 
-KNOWN = {"$schema", "$id", "title", "description", "type", "enum", "required", "properties",
-         "additionalProperties", "items", "minimum"}
+KNOWN = {"$schema", "$id", "$defs", "title", "description", "type", "enum", "required",
+         "properties", "additionalProperties", "items", "minimum"}
 TYPES = {"object": dict, "array": list, "string": str, "boolean": bool}
+
+
+def inline_refs(node, root):
+    """Replaces each {"$ref": "#/$defs/NAME", ...} by the definition it names, merged."""
+    if isinstance(node, list):
+        return [inline_refs(n, root) for n in node]
+    if not isinstance(node, dict):
+        return node
+    if "$ref" in node:
+        name = node["$ref"].removeprefix("#/$defs/")
+        merged = dict(root["$defs"][name], **{k: v for k, v in node.items() if k != "$ref"})
+        return inline_refs(merged, root)
+    return {k: (v if k == "$defs" else inline_refs(v, root)) for k, v in node.items()}
 
 
 def check_schema(schema, where="schema"):
@@ -68,6 +81,7 @@ def main():
     tool, schema_path, corpus, examples = sys.argv[1:5]
     with open(schema_path) as f:
         schema = json.load(f)
+    schema = inline_refs(schema, schema)
     check_schema(schema)
     problems = []
     lines = 0
@@ -109,6 +123,12 @@ def main():
                ["--json", "--signature", "5", example]]
         cases = [(c, args) for args in bad for c in ("verify", "refs")]
         cases.append(("verify", ["--json", "--no-refs", example]))
+        # The trust objects of a checked signer: trusted, and untrusted with a reason.
+        trust = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "data", "trust")
+        anchor = ["--trust", os.path.join(trust, "pki", "root.pem"),
+                  "--untrusted", os.path.join(trust, "pki", "inter.pem")]
+        for doc in ("valid.xml", "forger.xml", "xades-match.xml"):
+            cases.append(("verify", ["--json"] + anchor + [os.path.join(trust, "docs", doc)]))
         for command, args in cases:
             _, out = run(tool, [command] + args)
             validate(f"{command} {' '.join(args)}", out)
