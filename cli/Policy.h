@@ -5,31 +5,17 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include "cli/CommandLine.h"
 #include "dsig/ClsXmlDSig.h"
+#include "dsig/VerdictFindings.h"
 
 namespace xmldsig::cli {
 
 extern const OptionSpec kOptPolicy;
 
-struct Finding {
-    std::string code;  // short and stable, e.g. "weak-digest"
-    std::string text;  // for people, e.g. "reference 0 uses SHA-1"
-};
-
-class Findings {
-  public:
-    void add(const std::string& code, const std::string& text) { m_all.push_back({code, text}); }
-    const std::vector<Finding>& all() const { return m_all; }
-    bool empty() const { return m_all.empty(); }
-    // "reference 0 uses SHA-1, RSA key of 1024 bits"
-    std::string summary() const;
-
-  private:
-    std::vector<Finding> m_all;
-};
+using xmldsig::Finding;
+using xmldsig::Findings;
 
 // The findings of the last verification of the selected signature (dsig has verified it).
 void collectFindings(ClsXmlDSig& dsig, const ParsedArgs& args, Findings& out);

@@ -104,7 +104,7 @@ nlohmann::json verdictJson(const std::string& file, int index, const SignatureVe
 
 // After "valid": who signed, how far that was checked, and what qualifies the verdict.
 std::string validNote(const SignatureVerdict& v, const SignerInfo& signer,
-                      const SignerChecks& checks) {
+                      const SignerReport& checks) {
     std::string note = signerSummary(signer);
     if (!v.signedInfoSigned) note += "; SignedInfo itself is not signed (e-invoice rules)";
     note += "; " + trustSummary(checks.trust);
@@ -134,7 +134,7 @@ FileOutcome fileError(const std::string& file, const std::string& why, const Par
 // not reach another signature. True when the signature was verified (valid or not).
 // The session given is fresh (just loaded, nothing verified yet).
 bool verifySignatureOfFile(const std::string& file, Session& session, int index,
-                           const ParsedArgs& args, KeyOptions& keys, const TrustOptions& trust,
+                           const ParsedArgs& args, KeyOptions& keys, const TrustSettings& trust,
                            Report& report, FileOutcome& outcome, const std::string& hint) {
     if (!keys.applyTo(session.dsig())) return false;
     ClsXmlDSig& dsig = session.dsig();
@@ -143,7 +143,7 @@ bool verifySignatureOfFile(const std::string& file, Session& session, int index,
     const ExplainTarget explain{args.value("--explain"), args.value("--signed-out"), file, index};
     SignatureVerdict v =
         verifySelected(dsig, keys, !args.has("--no-refs"), args.has("--ignore-external"), explain);
-    SignerChecks checks;
+    SignerReport checks;
     if (v.valid) applySignerChecks(dsig, trust, v, checks);
     applyPolicy(dsig, args, v);
     const bool digestMismatch =
@@ -169,7 +169,7 @@ bool verifySignatureOfFile(const std::string& file, Session& session, int index,
 }
 
 // Verifies the selected signatures of one file, with keys of its own.
-FileOutcome verifyFile(const std::string& file, const ParsedArgs& args, const TrustOptions& trust,
+FileOutcome verifyFile(const std::string& file, const ParsedArgs& args, const TrustSettings& trust,
                        Report& report) {
     KeyOptions keys;
     FileOutcome outcome;
@@ -236,8 +236,8 @@ int runVerify(const ParsedArgs& args) {
         KeyOptions keys;  // reports unreadable key files once, before any work
         if (!keys.load(args)) return kExitUsage;
     }
-    TrustOptions trust;
-    if (!trust.load(args)) return kExitUsage;
+    TrustSettings trust;
+    if (!loadTrustOptions(args, trust)) return kExitUsage;
     ScopedReport listing;
     std::vector<std::string> files;
     const bool listed = expandInputs(args.files, args.has("-r"), files, listing);

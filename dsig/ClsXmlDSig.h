@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "dsig/DSigReference.h"
-#include "dsig/SignatureTimestampInfo.h"
-#include "dsig/XadesBinding.h"
 #include "dsig/ReferenceCoverage.h"
+#include "dsig/SignatureTimestampInfo.h"
 #include "dsig/VerifyFailure.h"
+#include "dsig/XadesBinding.h"
 #include "dsig/_clsXmlDSigBase.h"
 #include "host/cert/SystemCertsHolder.h"
 #include "host/log/ExtPtrArrayRc.h"
@@ -172,6 +172,19 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
     // Checks the XAdES signature timestamp of the selected signature whatever UncommonOptions
     // say (out.present false when it has none). False when no signature is selected.
     bool CheckSignatureTimeStamp(SignatureTimestampInfo& out);
+    // Signer checks (this component's own addition), after a VerifySignature that returned true:
+    // the XAdES signature timestamp, the XAdES signer binding, a certificate path to the trust
+    // anchors the VerifyOptions members name ("TrustAnchors", "SystemTrust", "Untrusted",
+    // "Crls", "TsaTrustAnchors", "ValidationTime") and what qualifies the verdict (weak
+    // algorithms, short keys...), which refuses it when VerifyOptions has "Policy": "strict".
+    // True when nothing refuses the signer; the reason of a false is logged.
+    bool VerifySigner();
+    // What the last VerifySigner found, as a JSON object: "trust", "xades", "timestamp" (see the
+    // tool's verify --json), "warnings" and "failure" ("" when it returned true).
+    void GetSignerReport(XString& json);
+    // The signer's trust after the last VerifySigner: "trusted", "untrusted", or "not checked"
+    // (no trust anchors, or no VerifySigner since the last VerifySignature).
+    void get_TrustStatus(XString& out);
 
   protected:
     // Internal operations; the log comes last.
@@ -281,6 +294,8 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
     std::unique_ptr<detail::KeyOrigins> m_keyOrigins;
     ClsPublicKey* m_verifyingKey = nullptr;  // counted reference
     std::string m_verifyingSource, m_verifyingCert;
+    bool m_lastReferencesChecked = true;  // the last VerifySignature checked reference digests
+    std::string m_signerReportJson, m_trustStatus = "not checked";  // of the last VerifySigner
     bool m_keepHashedData = false;
     DataBuffer m_lastHashed;
     XString m_lastHashedFile;

@@ -27,6 +27,9 @@ bool ClsXmlDSig::VerifySignature(bool verifyReferenceDigests) {
     m_verifyFailure = VerifyFailure::None;
     m_verifyFailureDetail.clear();
     clearVerifyingKey();
+    m_lastReferencesChecked = verifyReferenceDigests;
+    m_signerReportJson.clear();
+    m_trustStatus = "not checked";
 
     if (m_signatures.getSize() == 0) {
         log.LogError("There are no signatures.");
