@@ -7,7 +7,9 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "cert/CertTestUtil.h"
 #include "support/CliRunner.h"
+#include "support/DataTable.h"
 #include "support/TrustCases.h"
 
 namespace xmldsig::test {
@@ -115,6 +117,44 @@ TEST(TrustCli, XadesSignerBinding) {
         }
     }
     EXPECT_GE(rows, 5);
+}
+
+// Documents of other signing software (tests/data/dss/cases.tsv): trusted lists and XAdES-T/LTA
+// signatures report their signing time, signing certificate and timestamp as openssl reads them,
+// verify with their own certificates as anchors at the signing time, and fail when tampered.
+TEST(TrustCli, DocumentsOfOtherSigningSoftware) {
+    const std::string dir = XMLDSIG_TEST_DATA_DIR "/dss/";
+    for (const DataRow& row : loadTable("dss/cases.tsv")) {
+        SCOPED_TRACE(row.where());
+        std::string text = testutil::readFileText(dir + row["document"] + ".xml");
+        std::vector<std::string> args = {"verify", "--json"};
+        if (row["anchor"] != "-")
+            args.insert(args.end(),
+                        {"--trust", dir + row["document"] + "." + row["anchor"] + ".pem"});
+        if (row["at"] != "-") args.insert(args.end(), {"--at", row["at"]});
+        const std::string tamper = row["tamper"];
+        const std::size_t arrow = tamper.find("=>");
+        if (arrow != std::string::npos) {
+            const std::size_t at = text.find(tamper.substr(0, arrow));
+            ASSERT_NE(at, std::string::npos);
+            text.replace(at, arrow, tamper.substr(arrow + 2));
+        }
+        args.push_back(arrow != std::string::npos ? "-" : dir + row["document"] + ".xml");
+        const CliResult r = runCli(args, arrow != std::string::npos ? text : "");
+        const auto j = nlohmann::json::parse(r.out);
+        EXPECT_EQ(j["verdict"], row["verdict"]) << r.out;
+        if (row["trust"] != "-") EXPECT_EQ(j["trust"]["status"], row["trust"]) << r.out;
+        if (row["verdict"] != "valid") continue;
+        EXPECT_EQ(j["xades"]["signingTime"], row["signingTime"]);
+        EXPECT_EQ(j["xades"]["signingCertificate"], "matches");
+        EXPECT_EQ(j["xades"]["signingCertificateForm"], row["signingCertificate"]);
+        if (row["timestampTime"] == "-") {
+            EXPECT_FALSE(j.contains("timestamp"));
+        } else {
+            EXPECT_EQ(j["timestamp"]["verified"], true) << r.out;
+            EXPECT_EQ(j["timestamp"]["time"], row["timestampTime"]);
+        }
+    }
 }
 
 }  // namespace
