@@ -16,13 +16,13 @@
 #include "host/cert/DistinguishedName.h"
 #include "host/cert/StoredCertificate.h"
 #include "host/cert/SystemCerts.h"
-#include "host/cert/SystemCertsHolder.h"
 #include "host/cert/TavolinX509.h"
 #include "host/log/_tvLogger.h"
 #include "host/text/ContentCoding.h"
 #include "host/text/ExtPtrArray.h"
 #include "host/text/StringBuffer.h"
 #include "host/text/XString.h"
+#include "support/DataTable.h"
 
 namespace xmldsig {
 namespace {
@@ -95,10 +95,12 @@ class SystemCertsLookup : public ::testing::Test {
 };
 testutil::CertFactory* SystemCertsLookup::f = nullptr;
 
-TEST_F(SystemCertsLookup, BySubjectKeyIdentifier) {
+// The rows of tests/data/cert/store_lookups.tsv: by subject key identifier, subject name and
+// issuer and serial.
+TEST_F(SystemCertsLookup, TableOfLookups) {
     const std::string skiA = withoutColons(facts("leafA").at("ski"));
-    const std::string skiRoot = withoutColons(facts("sysroot").at("ski"));
     ASSERT_EQ(facts("leafB").count("ski"), 0u);
+    ASSERT_EQ(facts("leafA").at("serial"), "2002");
     // leafB has no extension: its identifier is the SHA-1 of its key bits, which openssl
     // computes the same way for another certificate of the same key that carries it.
     const std::string leafBWithSki = f->path("leafB-ski.pem");
@@ -108,97 +110,33 @@ TEST_F(SystemCertsLookup, BySubjectKeyIdentifier) {
         testutil::shellQuote(f->path("ca.key")) + " -extfile " +
         testutil::shellQuote(f->path("openssl.cnf")) + " -extensions leaf_ski -out " +
         testutil::shellQuote(leafBWithSki)));
-    const std::string skiB = withoutColons(testutil::opensslFacts(leafBWithSki).at("ski"));
-
-    const struct {
-        const char* name;
-        std::string query;
-        const char* expected;  // null: nothing found
-    } rows[] = {
-        {"base64 from vault 1", hexToBase64(skiA), "leafA"},
-        {"hex from vault 1", skiA, "leafA"},
-        {"lower-case hex", testutil::lowerTrimmed(skiA), "leafA"},
-        {"computed identifier", hexToBase64(skiB), "leafB"},
-        {"from the trust store", hexToBase64(skiRoot), "sysroot"},
-        {"unknown", hexToBase64("00112233445566778899AABBCCDDEEFF00112233"), nullptr},
-    };
-    for (const auto& r : rows) {
-        SCOPED_TRACE(r.name);
-        StoredCertificate* found = store->findBySubjectKeyId(r.query.c_str(), log);
-        if (r.expected == nullptr) {
-            EXPECT_EQ(found, nullptr);
+    const std::map<std::string, std::string> pieces = {
+        {"SKI_A", skiA},
+        {"SKI_A_B64", hexToBase64(skiA)},
+        {"SKI_A_LOWER", testutil::lowerTrimmed(skiA)},
+        {"SKI_B_B64", hexToBase64(withoutColons(testutil::opensslFacts(leafBWithSki).at("ski")))},
+        {"SKI_ROOT_B64", hexToBase64(withoutColons(facts("sysroot").at("ski")))}};
+    for (const test::DataRow& r : test::loadTable("cert/store_lookups.tsv", pieces)) {
+        SCOPED_TRACE(r.where() + " " + r["name"]);
+        const TavolinX509* found = nullptr;
+        if (r["kind"] == "ski") {
+            StoredCertificate* stored = store->findBySubjectKeyId(r["a"].c_str(), log);
+            found = stored != nullptr ? stored->x509Holder().getX509Ptr() : nullptr;
+        } else if (r["kind"] == "subject") {
+            found = store->findBySubjectDN_x509(XString(r["b"].c_str()), XString(r["a"].c_str()),
+                                                r.flag("flag"), log);
         } else {
-            ASSERT_NE(found, nullptr);
-            EXPECT_TRUE(sameDer(found->x509Holder().getX509Ptr(), der(r.expected)));
+            found = store->findX509(r["a"].c_str(), r["b"].c_str(),
+                                    r["c"].empty() ? nullptr : r["c"].c_str(), log);
         }
+        if (r["expected"] == "(none)")
+            EXPECT_EQ(found, nullptr);
+        else
+            EXPECT_TRUE(sameDer(found, der(r["expected"].c_str())));
     }
     _tvLogger badLog;
     EXPECT_EQ(store->findBySubjectKeyId("***", badLog), nullptr);
     EXPECT_TRUE(badLog.hasErrorContaining("neither base64 nor hex"));
-}
-
-TEST_F(SystemCertsLookup, BySubjectName) {
-    const struct {
-        const char* name;
-        const char* dn;
-        const char* tagless;
-        bool allowTagless;
-        const char* expected;
-    } rows[] = {
-        // shadowA in vault 2 has the same subject: vault 1 is searched first.
-        {"RFC 4514 order", "CN=Leaf A, O=Store Test, C=US", "", true, "leafA"},
-        {"encoding order", "C=US, O=Store Test, CN=Leaf A", "", true, "leafA"},
-        {"other spellings", "commonName = leaf a ,o=STORE TEST,countryName=us", "", true, "leafA"},
-        {"vault 2", "CN=Leaf B,O=Store Test,C=US", "", true, "leafB"},
-        {"trust store", "CN=System Root, O=System Store", "", true, "sysroot"},
-        {"subset of the name", "CN=Leaf A, O=Store Test", "", true, nullptr},
-        {"values only", "Leaf A, Store Test, US", "Leaf A, Store Test, US", true, "leafA"},
-        {"values only, not allowed", "Leaf A, Store Test, US", "Leaf A, Store Test, US", false,
-         nullptr},
-        {"nobody", "CN=Nobody", "", true, nullptr},
-    };
-    for (const auto& r : rows) {
-        SCOPED_TRACE(r.name);
-        const TavolinX509* found =
-            store->findBySubjectDN_x509(XString(r.tagless), XString(r.dn), r.allowTagless, log);
-        if (r.expected == nullptr) {
-            EXPECT_EQ(found, nullptr);
-        } else {
-            EXPECT_TRUE(sameDer(found, der(r.expected)));
-        }
-    }
-}
-
-TEST_F(SystemCertsLookup, ByIssuerAndSerial) {
-    ASSERT_EQ(facts("leafA").at("serial"), "2002");
-    const struct {
-        const char* name;
-        const char* serial;
-        const char* issuer;
-        const char* issuerFullDn;
-        const char* expected;
-    } rows[] = {
-        {"issuer CN", "2002", "Store CA", nullptr, "leafA"},
-        {"same serial, other issuer", "2002", "Leaf A", nullptr, "shadowA"},
-        {"case, prefix and zeros", "0x002002", "  store   ca ", nullptr, "leafA"},
-        {"full issuer name", "2002", "CN=Store CA,O=Store Test,C=US", nullptr, "leafA"},
-        {"CN and full name", "2002", "Store CA", "C=US, O=Store Test, CN=Store CA", "leafA"},
-        {"CN and wrong full name", "2002", "Store CA", "CN=Store CA, O=Other", nullptr},
-        {"trust store", "3003", "System Root", nullptr, "sysroot"},
-        {"decimal 77 as hex", "4D", "System Root", nullptr, "leafC"},
-        {"wrong issuer", "2002", "Other CA", nullptr, nullptr},
-        {"wrong serial", "2004", "Store CA", nullptr, nullptr},
-    };
-    for (const auto& r : rows) {
-        SCOPED_TRACE(r.name);
-        const TavolinX509* found = store->findX509(r.serial, r.issuer, r.issuerFullDn, log);
-        if (r.expected == nullptr) {
-            EXPECT_EQ(found, nullptr);
-        } else {
-            EXPECT_TRUE(sameDer(found, der(r.expected)));
-        }
-    }
-    _tvLogger badLog;
     EXPECT_EQ(store->findX509("zz", "Store CA", nullptr, badLog), nullptr);
     EXPECT_TRUE(badLog.hasErrorContaining("Serial number is not hex."));
     EXPECT_EQ(store->findX509("2002", nullptr, nullptr, badLog), nullptr);
@@ -303,43 +241,6 @@ TEST(SystemCertsDefaultStore, FindsASystemRootBySubjectAndKeyIdentifier) {
 
 // --- references written in real signed documents ---
 
-// How the verifier asks: the CN of X509IssuerName and the decimal X509SerialNumber in hex; the
-// subject as written and with its components reversed; the X509SKI text as it stands.
-struct CorpusReference {
-    const char* kind;  // "issuerSerial", "subject", "ski"
-    const char* value;
-    const char* serialDecimal;
-    const char* expectedFile;  // relative to the corpus
-};
-
-const CorpusReference kCorpusReferences[] = {
-    {"issuerSerial",
-     "CN=Test CA (RSA),OU=Engineering,O=Phaos Technology,L=New York,ST=New York,C=US", "1000001",
-     "xmlsec/phaos-xmldsig-three/certs/rsa-cert.der"},
-    {"issuerSerial",
-     "CN=Test CA (DSA),OU=Engineering,O=Phaos Technology,L=New York,ST=New York,C=US", "2000001",
-     "xmlsec/phaos-xmldsig-three/certs/dsa-cert.der"},
-    {"subject",
-     "CN=Test Client (RSA),OU=Engineering,O=Phaos Technology,L=New York,ST=New York,C=US", "",
-     "xmlsec/phaos-xmldsig-three/certs/rsa-cert.der"},
-    {"ski", "E+fKwQsT5lS3mWmBkalUTp0JRW8=", "", "xmlsec/phaos-xmldsig-three/certs/rsa-cert.der"},
-    {"ski", "bFvY8FxshEHxhk6dfun8uQJa9qg=", "", "xmlsec/phaos-xmldsig-three/certs/dsa-cert.der"},
-    {"issuerSerial",
-     "emailAddress=xmlsec@aleksey.com,CN=Aleksey Sanin,OU=Root CA,O=XML Security Library "
-     "(http://www.aleksey.com/xmlsec),ST=California,C=US",
-     "680572598617295163017172295025714171905498632014", "xmlsec/keys/cacert.der"},
-    {"ski", "M3la5AFDTmB5BK2SzKDDAMxuEEQ=", "", "xmlsec/keys/cacert.der"},
-    {"subject",
-     "CN=Test Key rsa-2048,O=XML Security Library (http://www.aleksey.com/xmlsec),ST=California,"
-     "C=US",
-     "", "xmlsec/keys/rsa/rsa-2048-cert.der"},
-    {"subject",
-     "emailAddress=xmlsec@aleksey.com,CN=Aleksey Sanin,OU=Second level CA,O=XML Security Library "
-     "(http://www.aleksey.com/xmlsec),ST=California,C=US",
-     "", "xmlsec/keys/ca2cert.der"},
-    {"ski", "bcOXN/nsVl8GatRbcKrPbzIbw0Y=", "", "xmlsec/keys/rsa/rsa-2048-cert.der"},
-};
-
 std::string reversedComponents(const std::string& dn) {
     ExtPtrArraySb parts;
     StringBuffer(dn.c_str()).split(parts, ',', true, true);
@@ -363,27 +264,27 @@ TEST(SystemCertsCorpus, ResolvesTheReferencesOfRealDocuments) {
     _tvLogger log;
     ASSERT_TRUE(store.addCertVault(*vault->getCertMgr(), log));
 
-    for (const CorpusReference& r : kCorpusReferences) {
-        SCOPED_TRACE(std::string(r.kind) + " " + r.value);
-        const std::string expected = std::string(XMLDSIG_CORPUS_DIR) + "/" + r.expectedFile;
-        const std::string kind = r.kind;
-        if (kind == "issuerSerial") {
+    for (const test::DataRow& r : test::loadTable("cert/corpus_references.tsv")) {
+        SCOPED_TRACE(r.where());
+        const std::string expected = std::string(XMLDSIG_CORPUS_DIR) + "/" + r["expected"];
+        const std::string& value = r["value"];
+        if (r["kind"] == "issuerSerial") {
             StringBuffer cn;
-            ASSERT_TRUE(DistinguishedName::getDnPart(r.value, "CN", cn, log));
+            ASSERT_TRUE(DistinguishedName::getDnPart(value.c_str(), "CN", cn, log));
             cn.trim2();
-            XString serial(r.serialDecimal);
+            XString serial(r["serial"].c_str());
             ASSERT_TRUE(serial.reencode("decimal", "hex"));
             EXPECT_TRUE(
                 sameDer(store.findX509(serial.getUtf8(), cn.getString(), nullptr, log), expected));
-        } else if (kind == "subject") {
-            for (const std::string& dn : {std::string(r.value), reversedComponents(r.value)}) {
+        } else if (r["kind"] == "subject") {
+            for (const std::string& dn : {value, reversedComponents(value)}) {
                 XString full(dn.c_str()), noTags;
                 DistinguishedName::removeDnTags(full, noTags);
                 EXPECT_TRUE(sameDer(store.findBySubjectDN_x509(noTags, full, true, log), expected))
                     << dn;
             }
         } else {
-            StoredCertificate* found = store.findBySubjectKeyId(r.value, log);
+            StoredCertificate* found = store.findBySubjectKeyId(value.c_str(), log);
             ASSERT_NE(found, nullptr);
             EXPECT_TRUE(sameDer(found->getX509(), expected));
         }
@@ -411,17 +312,6 @@ TEST(CertificateHolderFromBase64, HoldsOneParsedCertificate) {
     EXPECT_TRUE(log.hasErrorContaining("DER is not an X.509 certificate."));
     EXPECT_EQ(CertificateHolder::createFromBase64("@@", 2, nullptr, log), nullptr);
     EXPECT_TRUE(log.hasErrorContaining("does not decode"));
-}
-
-class StoreOwner : public SystemCertsHolder {
-  public:
-    SystemCerts* store() const { return m_systemCerts; }
-};
-
-TEST(SystemCertsHolderBase, OwnsAStore) {
-    StoreOwner owner;
-    ASSERT_NE(owner.store(), nullptr);
-    EXPECT_EQ(owner.store()->numVaults(), 0);
 }
 
 }  // namespace

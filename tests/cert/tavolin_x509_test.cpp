@@ -185,32 +185,6 @@ TEST_F(TavolinX509Generated, AgreesWithOpensslToolInPemAndDer) {
     }
 }
 
-// The verifier compares get_SerialNumber with the decimal X509SerialNumber re-expressed in hex.
-TEST_F(TavolinX509Generated, SerialMatchesDecimalReencodedToHex) {
-    const struct {
-        const char* setSerial;
-        const char* decimal;
-    } rows[] = {
-        {"255", "255"},
-        {"256", "256"},
-        {"128", "128"},
-        {"0", "0"},
-        {"65535", "65535"},
-        {"1234567890123456789012345678901234567890", "1234567890123456789012345678901234567890"}};
-    for (const auto& r : rows) {
-        SCOPED_TRACE(r.decimal);
-        const std::string pem =
-            s_factory->selfSigned(std::string("dec") + r.decimal, "ec", "/CN=x", r.setSerial, true);
-        _tvLogger log;
-        TavolinX509 cert;
-        ASSERT_TRUE(cert.loadX509Any(fileBytes(pem), log));
-        XString fromCert, fromDecimal(r.decimal);
-        cert.get_SerialNumber(fromCert, log);
-        ASSERT_TRUE(fromDecimal.reencode("decimal", "hex"));
-        EXPECT_STREQ(fromCert.getUtf8(), fromDecimal.getUtf8());
-    }
-}
-
 TEST_F(TavolinX509Generated, KeyIdentifierIsComputedWhenTheExtensionIsAbsent) {
     const std::string pem = s_factory->selfSigned("nokid", "rsa", "/CN=No kid", "3", false);
     _tvLogger log;

@@ -1,11 +1,10 @@
-// ClsJsonObject: the option bag handed to the timestamp services, and Psdk's generator pieces.
+// ClsJsonObject: the option bag handed to the timestamp services.
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
 #include <string>
 
 #include "host/cms/ClsJsonObject.h"
-#include "host/cms/Psdk.h"
 #include "host/log/LogNull.h"
 #include "host/text/XString.h"
 
@@ -100,29 +99,6 @@ TEST(ClsJsonObjectLoad, RefusesWhatIsNotOneObjectAndKeepsTheOldContent) {
                                                                            << json.lastErrorText();
         EXPECT_EQ(stringOf(json, "keep"), "me") << r.name;
     }
-}
-
-TEST(PsdkIdGenerator, ConstantsAndRangeMapping) {
-    EXPECT_EQ(Psdk::n1(), 48271u);
-    EXPECT_EQ(Psdk::n2(), 2147483647u);
-    struct Row {
-        uint32_t x;
-        int lo, hi, expected;
-    } rows[] = {
-        {0, 1000, 9998, 1000},
-        {8998, 1000, 9998, 9998},
-        {8999, 1000, 9998, 1000},
-        {4294967295u, 1000, 9998, 1000 + 4294967295u % 8999},
-        {5, 3, 3, 3},
-        {5, 9, 3, 9},
-        {7, -2147483647 - 1, 2147483647, -2147483647 - 1 + 7},
-    };
-    for (const Row& r : rows)
-        EXPECT_EQ(Psdk::toIntRange(r.x, r.lo, r.hi), r.expected)
-            << r.x << " " << r.lo << " " << r.hi;
-    const uint32_t t1 = Psdk::getTickCount();
-    const uint32_t t2 = Psdk::getTickCount();
-    EXPECT_LE(static_cast<uint32_t>(t2 - t1), 1000u);  // monotonic, modulo wrap-around
 }
 
 }  // namespace

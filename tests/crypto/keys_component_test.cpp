@@ -1,6 +1,5 @@
 // ClsPublicKey as a component: every file form of the same key loads to the same key, the DER
-// it gives back is what openssl writes, a failed load keeps the key and logs the failure, and
-// the reference counting works with the holders the library uses.
+// it gives back is what openssl writes, and a failed load keeps the key and logs the failure.
 #include <gtest/gtest.h>
 #include <openssl/pem.h>
 
@@ -10,8 +9,6 @@
 #include "crypto/KeyTestUtil.h"
 #include "host/crypto/ClsPublicKey.h"
 #include "host/crypto/detail/handles.h"
-#include "host/log/ExtPtrArrayRc.h"
-#include "host/log/_clsOwner.h"
 #include "host/log/_tvLogger.h"
 #include "host/text/DataBuffer.h"
 #include "host/text/XString.h"
@@ -163,41 +160,6 @@ TEST(ClsPublicKeyLoad, FailedLoadKeepsTheKeyAndLogsFailure) {
     EXPECT_FALSE(key->LoadFromFile(XString("/nonexistent/key.pem")));
     EXPECT_NE(key->lastErrorText().find("Failed."), std::string::npos);
     EXPECT_EQ(key->get_KeySize(), 2048);
-}
-
-TEST(ClsPublicKeyLoad, EmptyKeyAnswersEmpty) {
-    KeyRef key(ClsPublicKey::createNewCls());
-    ASSERT_TRUE(key);
-    XString type("x");
-    key->get_KeyType(type);
-    EXPECT_TRUE(type.isEmpty());
-    EXPECT_EQ(key->get_KeySize(), 0);
-    DataBuffer der;
-    EXPECT_FALSE(key->GetDer(der));
-    EXPECT_NE(key->lastErrorText().find("No public key is loaded."), std::string::npos);
-    EXPECT_EQ(key->pubKey().getRsaKey(), nullptr);
-    EXPECT_EQ(key->pubKey().getDsaKey(), nullptr);
-    EXPECT_EQ(key->pubKey().getEccKey(), nullptr);
-}
-
-TEST(ClsPublicKeyRefCount, HoldersReleaseOneReferenceEach) {
-    ClsPublicKey* key = ClsPublicKey::createNewCls();
-    ASSERT_NE(key, nullptr);
-    EXPECT_EQ(key->getRefCount(), 1);
-    key->incRefCount();  // for the owner below
-    {
-        _clsOwner owner(key);  // a counted component: released, not deleted
-    }
-    EXPECT_EQ(key->getRefCount(), 1);
-    key->incRefCount();
-    {
-        ExtPtrArrayRc list;
-        list.appendRefCounted(key);
-        EXPECT_EQ(list.elementAt(0), key);
-        EXPECT_EQ(key->getRefCount(), 2);
-    }
-    EXPECT_EQ(key->getRefCount(), 1);
-    key->decRefCount();  // the last one deletes it
 }
 
 }  // namespace

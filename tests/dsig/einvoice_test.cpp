@@ -123,12 +123,7 @@ const Sample kVerifying[] = {
 
 class EInvoiceVerifies : public ::testing::TestWithParam<Sample> {};
 
-TEST_P(EInvoiceVerifies, WithItsFamilyOption) {
-    const Verdict v = verify(corpus(GetParam().path), GetParam().option);
-    ASSERT_TRUE(v.loaded) << v.log;
-    EXPECT_TRUE(v.valid) << v.log;
-}
-
+// (That each verifies under its option is the corpus verdict test's business.)
 // A changed invoice date, signing time or signature value each break the signature.
 TEST_P(EInvoiceVerifies, TamperedCopiesFail) {
     const std::string xml = corpus(GetParam().path);

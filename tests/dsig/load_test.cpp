@@ -59,13 +59,6 @@ TEST(DsigLoad, DocumentWithoutSignatureLoads) {
     EXPECT_EQ(dsig->get_NumSignatures(), 0);
 }
 
-TEST(DsigLoad, NonXmlSignatureElementsNamedSignatureAreNotCollected) {
-    // UBL invoices carry a cac:Signature that is not an XML Signature.
-    auto dsig = newDsig();
-    ASSERT_TRUE(loadText(*dsig, docWithSignatures(1, "<cac:Signature xmlns:cac=\"urn:ubl\"/>")));
-    EXPECT_EQ(dsig->get_NumSignatures(), 1);
-}
-
 TEST(DsigLoad, FamilyDetectionFirstMatchWins) {
     using F = ClsXmlDSig::FamilyFlags;
     struct Case {

@@ -84,17 +84,6 @@ TEST(DsigReferences, ParsedReferenceFields) {
     }
 }
 
-TEST(DsigReferences, SignedInfoFields) {
-    auto dsig = newDsig();
-    ASSERT_TRUE(loadText(*dsig, kTwoReferences));
-    StringBuffer canon, prefixes, method, id;
-    ASSERT_TRUE(dsig->describeSignedInfo(canon, prefixes, method, id));
-    EXPECT_EQ(canon.str(), "http://www.w3.org/2001/10/xml-exc-c14n#");
-    EXPECT_EQ(prefixes.str(), "ds xs");
-    EXPECT_EQ(method.str(), "http://www.w3.org/2001/04/xmldsig-more#rsa-sha256");
-    EXPECT_EQ(id.str(), "sig1");
-}
-
 TEST(DsigReferences, ExternalDataIndexBounds) {
     auto dsig = newDsig();
     ASSERT_TRUE(loadText(*dsig, kTwoReferences));

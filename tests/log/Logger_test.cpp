@@ -6,7 +6,6 @@
 
 #include "host/log/LogNull.h"
 #include "host/log/_tvLogger.h"
-#include "host/text/_clsEncode.h"
 
 namespace xmldsig {
 namespace {
@@ -121,35 +120,6 @@ TEST(LogBaseOptions, HasOptionCaseRules) {
     EXPECT_FALSE(log.hasOption("allowxmldigesterror", true));
     EXPECT_FALSE(log.hasOption("", false));
     EXPECT_FALSE(log.hasOption("MYINVOIS", false));
-}
-
-}  // namespace
-}  // namespace xmldsig
-
-namespace xmldsig {
-namespace {
-
-TEST(ClsEncodeDecode, ModesAndLoggedFailure) {
-    _clsEncode enc;
-    EXPECT_FALSE(enc.put_EncodingMode("no-such-mode"));
-    EXPECT_STREQ(enc.get_EncodingMode(), "base64");
-    _tvLogger log;
-    DataBuffer out;
-    out.appendStr("old");
-    ASSERT_TRUE(enc.decodeBinary("c2VjcmV0", out, false, log));
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(out.getData2()), out.getSize()), "secret");
-
-    ASSERT_TRUE(enc.put_EncodingMode("hex"));
-    ASSERT_TRUE(enc.decodeBinary("2121", out, true, log));  // appends
-    EXPECT_EQ(out.getSize(), 8u);
-    ASSERT_TRUE(enc.put_EncodingMode("ascii"));
-    ASSERT_TRUE(enc.decodeBinary("k3y", out, false, log));
-    EXPECT_EQ(out.getSize(), 3u);
-    EXPECT_TRUE(log.entries().empty());
-
-    ASSERT_TRUE(enc.put_EncodingMode("base64"));
-    EXPECT_FALSE(enc.decodeBinary("not base64!", out, false, log));
-    EXPECT_EQ(log.renderText(), "Failed to decode the text.\nencoding: base64\n");
 }
 
 }  // namespace

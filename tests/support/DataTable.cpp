@@ -23,7 +23,14 @@ std::string unescape(const std::string& s, const std::map<std::string, std::stri
     for (std::size_t i = 0; i < s.size(); ++i) {
         if (s[i] == '\\' && i + 1 < s.size()) {
             const char c = s[++i];
-            out += c == 't' ? '\t' : c == 'n' ? '\n' : c == 'r' ? '\r' : c;
+            if (c == 'x' && i + 2 < s.size() &&
+                std::isxdigit(static_cast<unsigned char>(s[i + 1])) &&
+                std::isxdigit(static_cast<unsigned char>(s[i + 2]))) {
+                out += static_cast<char>(std::stoi(s.substr(i + 1, 2), nullptr, 16));
+                i += 2;
+                continue;
+            }
+            out += c == 't' ? '\t' : c == 'n' ? '\n' : c == 'r' ? '\r' : c == '0' ? '\0' : c;
             continue;
         }
         const std::size_t close = s[i] == '{' ? s.find('}', i) : std::string::npos;

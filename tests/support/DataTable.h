@@ -1,7 +1,8 @@
 // Tables of test cases kept as tab-separated files under tests/data (and the corpus manifests):
 // the first line that is not a comment names the columns, `#` starts a comment line, and
 // `=NAME<TAB>text` defines a piece of text that later fields use as {NAME}. In fields, \t, \n,
-// \r and \\ stand for a tab, a newline, a carriage return and a backslash.
+// \r, \0, \xHH and \\ stand for a tab, a newline, a carriage return, a NUL, the byte HH and a
+// backslash.
 #pragma once
 
 #include <map>

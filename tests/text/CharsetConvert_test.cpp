@@ -11,6 +11,7 @@
 #include "host/text/DataBuffer.h"
 #include "host/text/XString.h"
 #include "host/text/_tvCharset.h"
+#include "support/DataTable.h"
 
 namespace xmldsig {
 namespace {
@@ -170,23 +171,8 @@ TEST(XStringCharset, GetConvertedAndWindows1252Fix) {
 }
 
 TEST(CharsetConvertUtf8, ValidityTable) {
-    const struct {
-        std::string bytes;
-        bool valid;
-    } cases[] = {
-        {"", true},
-        {"plain", true},
-        {"\xC3\xA9", true},
-        {"\xF4\x8F\xBF\xBF", true},   // U+10FFFF
-        {"\xF4\x90\x80\x80", false},  // past U+10FFFF
-        {"\xC0\xAF", false},          // overlong
-        {"\xE0\x80\xAF", false},      // overlong
-        {"\xED\xA0\x80", false},      // surrogate
-        {"\xC3", false},              // truncated
-        {"\xE2\x82", false},
-        {"\x80", false},
-    };
-    for (const auto& c : cases) EXPECT_EQ(isValidUtf8(c.bytes), c.valid) << c.bytes;
+    for (const test::DataRow& c : test::loadTable("text/utf8_validity.tsv"))
+        EXPECT_EQ(isValidUtf8(c["bytes"]), c.flag("valid")) << c.where();
 }
 
 }  // namespace

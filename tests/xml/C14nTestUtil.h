@@ -14,6 +14,7 @@
 #include "host/xml/XmlCanon.h"
 #include "host/xml/detail/CanonContext.h"
 #include "host/xml/detail/XmlDom.h"
+#include "support/DataTable.h"
 
 namespace xmldsig::testing {
 
@@ -39,41 +40,14 @@ inline void PrintTo(const C14nVector& row, std::ostream* os) {
     *os << row.input;
 }
 
-inline std::vector<std::string> splitTabs(const std::string& line) {
-    std::vector<std::string> cells;
-    std::size_t start = 0;
-    for (;;) {
-        const std::size_t tab = line.find('\t', start);
-        cells.push_back(line.substr(start, tab == std::string::npos ? tab : tab - start));
-        if (tab == std::string::npos) return cells;
-        start = tab + 1;
-    }
-}
-
-// The rows of one kind, read by column name from the header line.
+// The rows of one kind of the manifest.
 inline std::vector<C14nVector> loadC14nVectors(const std::string& manifestPath,
                                                const std::string& kind) {
     std::vector<C14nVector> rows;
-    std::ifstream in(manifestPath);
-    std::string line;
-    if (!std::getline(in, line)) return rows;
-    const std::vector<std::string> header = splitTabs(line);
-    auto column = [&](const std::vector<std::string>& cells, const char* name) {
-        for (std::size_t i = 0; i < header.size() && i < cells.size(); ++i) {
-            if (header[i] == name) return cells[i];
-        }
-        return std::string();
-    };
-    while (std::getline(in, line)) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        const std::vector<std::string> cells = splitTabs(line);
-        C14nVector row{column(cells, "kind"),
-                       column(cells, "algorithm"),
-                       column(cells, "input"),
-                       column(cells, "node_set"),
-                       column(cells, "inclusive_prefixes"),
-                       column(cells, "expected_output")};
-        if (row.kind == kind) rows.push_back(row);
+    for (const test::DataRow& r : test::loadTable(manifestPath)) {
+        if (r["kind"] != kind) continue;
+        rows.push_back({r["kind"], r["algorithm"], r["input"], r["node_set"],
+                        r["inclusive_prefixes"], r["expected_output"]});
     }
     return rows;
 }

@@ -137,58 +137,32 @@ TEST(XmlCanonDifferentialSet, CommentRemovalKeepsEverythingElse) {
         "<?p x?>\n<r a=\"&lt;!--\">t<?q <!--?></r>");
 }
 
-struct SubsetCase {
-    std::string input;
-    std::string selection;
-    std::string mode;
-    bool withComments = false;
-    std::string prefixes;
-    std::string expected;
-};
-
-void PrintTo(const SubsetCase& c, std::ostream* os) {
-    *os << c.expected;
+std::vector<test::DataRow> subsetCases() {
+    return test::loadTable(kDataDir + "/subsets.tsv");
 }
 
-std::vector<SubsetCase> subsetCases() {
-    std::vector<SubsetCase> cases;
-    std::ifstream in(kDataDir + "/subsets.tsv");
-    std::string line;
-    std::getline(in, line);  // header
-    while (std::getline(in, line)) {
-        const std::vector<std::string> c = splitTabs(line);
-        if (c.size() < 6) continue;
-        cases.push_back({c[0], c[1], c[2], c[3] == "1", c[4], c[5]});
-    }
-    return cases;
-}
-
-class XmlCanonSubsets : public ::testing::TestWithParam<SubsetCase> {};
+class XmlCanonSubsets : public ::testing::TestWithParam<test::DataRow> {};
 
 TEST_P(XmlCanonSubsets, MatchesLibxml2NodeSetCanonicalization) {
-    const SubsetCase& c = GetParam();
-    const std::optional<std::string> input = readFile(kDataDir + "/docs/" + c.input);
-    const std::optional<std::string> expected = readFile(kDataDir + "/" + c.expected);
-    ASSERT_TRUE(input && expected) << c.input << " / " << c.expected;
+    const test::DataRow& c = GetParam();
+    const std::optional<std::string> input = readFile(kDataDir + "/docs/" + c["input"]);
+    const std::optional<std::string> expected = readFile(kDataDir + "/" + c["expected"]);
+    ASSERT_TRUE(input && expected) << c.where();
     const int32_t mode =
-        c.mode == "exclusive" ? XmlCanon::kModeExclusive : XmlCanon::kModeInclusive;
-    std::string ours;
-    if (c.selection.compare(0, 3, "id=") == 0) {
-        ours = canonicalizeWithUs(*input, mode, c.withComments, c.selection.substr(3), c.prefixes);
-    } else if (c.selection.compare(0, 6, "ebics=") == 0) {
-        ours = canonicalizeWithUs(*input, mode, c.withComments, std::string(), c.prefixes,
-                                  std::stoi(c.selection.substr(6)));
-    } else {
-        ASSERT_EQ(c.selection, "whole");
-        ours = canonicalizeWithUs(*input, mode, c.withComments, std::string(), c.prefixes);
-    }
-    EXPECT_EQ(ours, *expected);
+        c["mode"] == "exclusive" ? XmlCanon::kModeExclusive : XmlCanon::kModeInclusive;
+    const std::string& selection = c["selection"];
+    const std::string id = selection.rfind("id=", 0) == 0 ? selection.substr(3) : "";
+    const int ebics = selection.rfind("ebics=", 0) == 0 ? std::stoi(selection.substr(6)) : -1;
+    ASSERT_TRUE(!id.empty() || ebics >= 0 || selection == "whole") << c.where();
+    const std::string ours = canonicalizeWithUs(*input, mode, c.flag("with_comments"), id,
+                                                c["inclusive_prefixes"], ebics);
+    EXPECT_EQ(ours, *expected) << c.where();
 }
 
 INSTANTIATE_TEST_SUITE_P(Fixtures, XmlCanonSubsets, ::testing::ValuesIn(subsetCases()),
                          [](const auto& info) {
-                             return testName(
-                                 info.param.expected.substr(info.param.expected.find('/') + 1));
+                             const std::string& e = info.param["expected"];
+                             return testName(e.substr(e.find('/') + 1));
                          });
 
 TEST(XmlCanonSubsetsManifest, HasRows) {

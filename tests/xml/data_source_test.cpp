@@ -109,16 +109,6 @@ TEST(FileDataSource, NullPathFails) {
     EXPECT_TRUE(log.hasErrorContaining("No file path to open."));
 }
 
-TEST(FileDataSource, ReadingWithoutOpenFileFailsWithLog) {
-    _tvLogger log;
-    _tvFileDataSource source;
-    unsigned char buf[8];
-    std::size_t got = 5;
-    EXPECT_FALSE(source.readChunk(buf, sizeof buf, got, log));
-    EXPECT_EQ(got, 0u);
-    EXPECT_TRUE(log.hasErrorContaining("The file data source is not open."));
-}
-
 TEST(FileDataSource, FailedReopenLeavesSourceClosed) {
     testutil::TempDir dir;
     const std::string path = dir.write("a.bin", testutil::fromText("abc"));

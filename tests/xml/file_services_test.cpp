@@ -9,7 +9,6 @@
 
 #include "host/log/_tvLogger.h"
 #include "host/xml/ClsBinData.h"
-#include "host/xml/ClsStringArray.h"
 #include "host/xml/ClsStringBuilder.h"
 #include "host/xml/FileSys.h"
 #include "host/xml/_tvFilePath.h"
@@ -130,18 +129,6 @@ TEST_F(FileServices, BinDataLoadsAndEncodes) {
     EXPECT_FALSE(bd.GetEncoded("rot13", out));
     EXPECT_FALSE(bd.LoadFile((m_dir / "absent").c_str()));
     EXPECT_EQ(bd.get_NumBytes(), 4u);
-}
-
-TEST(StringArray, AppendsAndIndexes) {
-    ClsStringArray a;
-    EXPECT_TRUE(a.appendUtf8("MIIB"));
-    EXPECT_TRUE(a.appendUtf8(""));
-    EXPECT_FALSE(a.appendUtf8(nullptr));
-    EXPECT_EQ(a.count(), 2);
-    EXPECT_STREQ(a.getString(0), "MIIB");
-    EXPECT_STREQ(a.getString(1), "");
-    EXPECT_EQ(a.getString(2), nullptr);
-    EXPECT_EQ(a.getString(-1), nullptr);
 }
 
 }  // namespace
