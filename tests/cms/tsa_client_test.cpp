@@ -4,7 +4,6 @@
 
 #include <string>
 
-#include "host/cms/ClsHttp.h"
 #include "host/cms/ClsJsonObject.h"
 #include "host/cms/CmsSignedData.h"
 #include "host/cms/_clsCades.h"
@@ -23,13 +22,11 @@ struct Outcome {
     std::string log;
 };
 
-Outcome requestToken(const std::string& data, const std::string& optionsJson,
-                     ClsHttp* http = nullptr) {
+Outcome requestToken(const std::string& data, const std::string& optionsJson) {
     ClsJsonObject json;
     EXPECT_TRUE(json.Load(XString(optionsJson.c_str()))) << optionsJson;
     _tvLogger log;
     _clsCades cades;
-    if (http != nullptr) cades.setTsaHttpObj(http, log);
     DataBuffer in, token;
     in.append(data.data(), data.size());
     Outcome o;
@@ -136,17 +133,6 @@ TEST_F(TsaClient, FailuresLeaveTheTokenEmptyAndSayWhy) {
     Outcome rejected = requestToken("payload", options(tsa.url("/sha512only")));
     EXPECT_NE(rejected.log.find("tsaStatus: 2"), std::string::npos) << rejected.log;
     EXPECT_NE(rejected.log.find("tsaStatusText"), std::string::npos) << rejected.log;
-}
-
-TEST_F(TsaClient, GoesThroughTheCallersHttpObject) {
-    ClsHttp* http = ClsHttp::createNewCls();
-    ASSERT_NE(http, nullptr);
-    http->put_ReadTimeout(1);
-    Outcome o = requestToken("payload", options(LoopbackTsa::shared().url("/slow")), http);
-    EXPECT_FALSE(o.ok);
-    EXPECT_NE(o.log.find("curlError"), std::string::npos) << o.log;
-    EXPECT_EQ(http->getRefCount(), 1);  // the settings object let go of its reference
-    http->decRefCount();
 }
 
 }  // namespace
