@@ -119,14 +119,21 @@ bool ClsXmlDSig::zatcaRetry(StringBuffer& uri, DSigReference& reference, detail:
     preprocessXmlToTransform(uri, reference, w.text, log);
     StringBuffer algorithm("xml-exc-c14n");
     transformCanonicalize(nullptr, w.text, algorithm, uri, log);  // result deliberately unchecked
-    zatcaHexDigest(w.text, reference.getHashAlg(), w.digest, hashRecord());
+    DataBuffer retryBytes;  // kept for --explain only when the retry matches
+    zatcaHexDigest(w.text, reference.getHashAlg(), w.digest,
+                   hashRecord() != nullptr ? &retryBytes : nullptr);
     w.calculated.clear();
     w.digest.encodeDB("base64", w.calculated);
     log.LogDataSb("calculatedDigest2", w.calculated);
     log.LogDataSb("storedRefDigest2", reference.m_digestValue);
     m_isZatca = true;
     m_noSortBugRetry = true;
-    return w.calculated.equals(reference.m_digestValue);
+    const bool matched = w.calculated.equals(reference.m_digestValue);
+    if (matched && hashRecord() != nullptr) {
+        hashRecord()->clear();
+        hashRecord()->append(retryBytes);
+    }
+    return matched;
 }
 
 bool ClsXmlDSig::compareReferenceDigest(StringBuffer& uri, DSigReference& reference,
@@ -147,9 +154,15 @@ bool ClsXmlDSig::compareReferenceDigest(StringBuffer& uri, DSigReference& refere
         return true;
     }
     if (m_isMyInvois) {
-        DataBuffer lhdnDigest;
+        // The fallback's bytes replace the transform chain's in the record only when they
+        // match: --explain shows what the chain hashed for a reference that fails.
+        DataBuffer lhdnDigest, lhdnBytes;
         if (lhdnFormMatches(m_xmlText, uri, reference, w.saveMyInvoisDigest, lhdnDigest,
-                            hashRecord(), log)) {
+                            hashRecord() != nullptr ? &lhdnBytes : nullptr, log)) {
+            if (DataBuffer* record = hashRecord()) {
+                record->clear();
+                record->append(lhdnBytes);
+            }
             // The signature value signs this digest, not the one of the transform chain.
             if (w.saveMyInvoisDigest) {
                 m_myInvoisDigest.clear();

@@ -13,15 +13,9 @@
 
 #include <memory>
 
-namespace xmldsig::detail {
+#include "host/text/detail/FreeWith.h"
 
-template <auto Fn>
-struct FreeWith {
-    template <class T>
-    void operator()(T* p) const noexcept {
-        Fn(p);
-    }
-};
+namespace xmldsig::detail {
 
 using EvpMdPtr = std::unique_ptr<EVP_MD, FreeWith<&EVP_MD_free>>;
 using EvpMdCtxPtr = std::unique_ptr<EVP_MD_CTX, FreeWith<&EVP_MD_CTX_free>>;

@@ -10,15 +10,9 @@
 
 #include <memory>
 
-namespace xmldsig::detail {
+#include "host/text/detail/FreeWith.h"
 
-template <auto Fn>
-struct FreeWith {
-    template <class T>
-    void operator()(T* p) const noexcept {
-        Fn(p);
-    }
-};
+namespace xmldsig::detail {
 
 using ExpatPtr = std::unique_ptr<XML_ParserStruct, FreeWith<&XML_ParserFree>>;
 
