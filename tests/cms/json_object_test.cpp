@@ -7,6 +7,7 @@
 #include "host/cms/ClsJsonObject.h"
 #include "host/log/LogNull.h"
 #include "host/text/XString.h"
+#include "support/DataTable.h"
 
 namespace xmldsig {
 namespace {
@@ -18,30 +19,10 @@ std::string stringOf(ClsJsonObject& json, const char* path) {
 
 TEST(ClsJsonObjectRead, MembersByDottedPath) {
     ClsJsonObject json;
-    ASSERT_TRUE(json.Load(XString(R"({"timestampToken": {"tsaUrl": "http://tsa.example/",
-        "requestTsaCert": false, "hashAlg": "sha512", "n": 12, "flag": "TRUE"},
-        "top": "x", "arr": [1, 2], "nul": null})")));
-    struct Row {
-        const char* path;
-        const char* text;  // StringOf, "<none>" when it fails
-    } rows[] = {
-        {"timestampToken.tsaUrl", "http://tsa.example/"},
-        {"timestampToken.hashAlg", "sha512"},
-        {"timestampToken.n", "12"},
-        {"timestampToken.requestTsaCert", "false"},
-        {"top", "x"},
-        {"arr", "<none>"},
-        {"nul", "<none>"},
-        {"timestampToken", "<none>"},
-        {"timestampToken.missing", "<none>"},
-        {"top.deeper", "<none>"},
-        {"", "<none>"},
-        {"timestampToken.", "<none>"},
-        {".top", "<none>"},
-        {"timestampToken..tsaUrl", "<none>"},
-    };
-    for (const Row& r : rows) EXPECT_EQ(stringOf(json, r.path), r.text) << r.path;
-
+    for (const test::DataRow& r : test::loadTable("cms/json_paths.tsv")) {
+        ASSERT_TRUE(json.Load(XString(r["json"].c_str())));
+        EXPECT_EQ(stringOf(json, r["path"].c_str()), r["text"]) << r.where();
+    }
     bool b = true;
     EXPECT_TRUE(json.BoolOf(XString("timestampToken.requestTsaCert"), b));
     EXPECT_FALSE(b);

@@ -8,6 +8,7 @@
 
 #include "host/log/_tvLogger.h"
 #include "host/xml/XmlSigLocate.h"
+#include "support/DataTable.h"
 #include "xml/XmlTestUtil.h"
 
 namespace xmldsig {
@@ -76,57 +77,13 @@ Located byDigest(const std::string& text, const std::string& digest, bool xades 
     return r;
 }
 
-struct FailCase {
-    const char* name;
-    std::string text;
-    bool byId;
-    std::string key;  // Id or digest
-    const char* expectedLog;
-};
-
 TEST(XmlSigLocateFailures, AmbiguityAndAbsenceFailWithTheCauseNamed) {
-    const std::string twoSignedInfo =
-        "<ds:Signature " + std::string(kNs) +
-        " Id=\"s\"><ds:SignedInfo/><ds:SignedInfo/><ds:SignatureValue/></ds:Signature>";
-    const std::string twoValues = "<ds:Signature " + std::string(kNs) +
-                                  " Id=\"s\"><ds:SignedInfo/><ds:SignatureValue/>"
-                                  "<ds:SignatureValue/></ds:Signature>";
-    const FailCase cases[] = {
-        {"DuplicateIdOnTwoElements", "<r>" + sig("dup", "AAAA") + "<x Id=\"dup\"/></r>", true,
-         "dup", "More than one element has this Id; the signature is ambiguous.\n  id: dup"},
-        {"WrappedCopyOfSignature",
-         "<r>" + sig("s1", "AAAA", "<ds:Object>" + sig("s1", "BBBB") + "</ds:Object>") + "</r>",
-         true, "s1", "id: s1"},
-        {"DuplicateIdAcrossIdNames", "<r>" + sig("k", "AAAA") + "<y wsu:ID=\"k\"/></r>", true, "k",
-         "More than one element has this Id"},
-        {"DuplicateDigest", "<r>" + sig("a", "QUJD\nREVG") + sig("b", " QUJDREVG ") + "</r>", false,
-         "QUJDREVG",
-         "More than one Signature has a Reference with this digest value.\n  "
-         "digestValue: QUJDREVG"},
-        {"NoSuchId", "<r>" + sig("a", "AAAA") + "</r>", true, "b", "No element has this Id."},
-        {"IdOnNonSignature", "<r Id=\"root\">" + sig("a", "AAAA") + "</r>", true, "root",
-         "The element with this Id is not a Signature."},
-        {"UblSignatureIsNotXmlDsig",
-         "<r xmlns:cac=\"urn:cac\"><cac:Signature Id=\"u\"><ds:SignedInfo " + std::string(kNs) +
-             "/></cac:Signature></r>",
-         true, "u", "not a Signature"},
-        {"NoSuchDigest", "<r>" + sig("a", "AAAA") + "</r>", false, "BBBB",
-         "No Signature has a Reference with this digest value."},
-        {"EmptyId", "<r>" + sig("", "AAAA") + "<x Id=\"\"/></r>", true, "", "No Id to search for."},
-        {"EmptyDigest", "<r>" + sig("a", "") + "</r>", false, " \n", "No digest value"},
-        {"TwoSignedInfo", twoSignedInfo, true, "s", "more than one SignedInfo child"},
-        {"TwoSignatureValues", twoValues, true, "s", "more than one SignatureValue child"},
-        {"NoSignedInfo", "<ds:Signature " + std::string(kNs) + " Id=\"s\"/>", true, "s",
-         "The Signature has no SignedInfo."},
-        {"MalformedText", "<r>" + sig("a", "AAAA"), true, "a", "parseError: no element found"},
-        {"SignatureFromEntity", "<!DOCTYPE r [<!ENTITY s '" + sig("e", "AAAA") + "'>]><r>&s;</r>",
-         true, "e", "entity expansion"},
-    };
-    for (const FailCase& c : cases) {
-        const Located r = c.byId ? byId(c.text, c.key) : byDigest(c.text, c.key);
-        EXPECT_FALSE(r.ok) << c.name;
-        EXPECT_NE(r.log.find(c.expectedLog), std::string::npos) << c.name << "\n" << r.log;
-        EXPECT_EQ(r.loc.m_signatureLoc, 0u) << c.name;
+    for (const test::DataRow& c : test::loadTable("xml/sig_locate_failures.tsv")) {
+        const Located r =
+            c["by"] == "id" ? byId(c["text"], c["key"]) : byDigest(c["text"], c["key"]);
+        EXPECT_FALSE(r.ok) << c["name"];
+        EXPECT_NE(r.log.find(c["log"]), std::string::npos) << c["name"] << "\n" << r.log;
+        EXPECT_EQ(r.loc.m_signatureLoc, 0u) << c["name"];
     }
 }
 
