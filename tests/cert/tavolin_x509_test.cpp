@@ -14,6 +14,7 @@
 #include "host/log/_tvLogger.h"
 #include "host/text/StringBuffer.h"
 #include "host/text/XString.h"
+#include "support/DataTable.h"
 
 namespace xmldsig {
 namespace {
@@ -116,33 +117,6 @@ TEST(TavolinX509Corpus, FindsCertificateFiles) {
     EXPECT_GT(testutil::corpusCertFiles().size(), 50u);
 }
 
-// Certificates made here; the serial column is what openssl's -set_serial was given and the
-// hex form the verifier must see.
-struct GeneratedCase {
-    const char* name;
-    const char* keyType;
-    const char* subject;
-    const char* setSerial;
-    const char* serialHex;
-    bool withSki;
-    bool issuedByCa;
-};
-
-const GeneratedCase kGenerated[] = {
-    {"rsa_self_ski", "rsa", "/C=US/O=Acme, Inc./CN=Root One", "255", "FF", true, false},
-    {"ec_self_noski", "ec", "/CN=Plain EC", "256", "0100", false, false},
-    {"rsa_issued_ski", "rsa", "/CN=Leaf A/O=Org+OU=Unit/emailAddress=a@b.example", "128", "80",
-     true, true},
-    {"ec_issued_noski", "ec", "/DC=example/DC=com/CN=Leaf B", "0x00FF01", "FF01", false, true},
-    {"zero_serial", "ec", "/CN=Zero", "0", "00", true, false},
-    {"negative_serial", "ec", "/CN=Negative", "-5", "-05", true, false},
-    {"long_serial", "rsa", "/CN=Long serial", "1234567890123456789012345678901234567890",
-     "03A0C92075C0DBF3B8ACBC5F96CE3F0AD2", true, true},
-    {"unicode_name", "ec", "/CN=J\xC3\xBCrgen \xC3\x98stergaard/O=Caf\xC3\xA9 \"Z\"/L=A;B", "7",
-     "07", true, false},
-    {"special_chars", "ec", "/CN=  spaced  out /O=#hash/OU=a\\,b\\+c", "9", "09", true, true},
-};
-
 class TavolinX509Generated : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
@@ -161,26 +135,28 @@ std::string TavolinX509Generated::s_caPem;
 
 TEST_F(TavolinX509Generated, AgreesWithOpensslToolInPemAndDer) {
     ASSERT_FALSE(s_caPem.empty());
-    for (const GeneratedCase& c : kGenerated) {
-        SCOPED_TRACE(c.name);
-        const std::string pem =
-            c.issuedByCa
-                ? s_factory->issued(c.name, c.keyType, c.subject, c.setSerial, "ca", c.withSki)
-                : s_factory->selfSigned(c.name, c.keyType, c.subject, c.setSerial, c.withSki);
+    for (const test::DataRow& c : test::loadTable("cert/generated_certs.tsv")) {
+        SCOPED_TRACE(c["name"]);
+        const bool issued = c.flag("issuedByCa"), withSki = c.flag("withSki");
+        const std::string pem = issued
+                                    ? s_factory->issued(c["name"], c["keyType"], c["subject"],
+                                                        c["setSerial"], "ca", withSki)
+                                    : s_factory->selfSigned(c["name"], c["keyType"], c["subject"],
+                                                            c["setSerial"], withSki);
         ASSERT_FALSE(pem.empty());
         const std::string der = s_factory->toDer(pem);
         ASSERT_FALSE(der.empty());
         const OpensslFacts facts = testutil::opensslFacts(pem);
         ASSERT_FALSE(facts.empty());
-        EXPECT_EQ(facts.at("serial"), c.serialHex);  // the tool agrees with our expectation
-        EXPECT_EQ(facts.count("ski") != 0, c.withSki);
+        EXPECT_EQ(facts.at("serial"), c["serialHex"]);  // the tool agrees with our expectation
+        EXPECT_EQ(facts.count("ski") != 0, withSki);
 
         for (const std::string& file : {pem, der}) {
             _tvLogger log;
             TavolinX509 cert;
             ASSERT_TRUE(cert.loadX509Any(fileBytes(file), log)) << log.renderText();
             expectMatchesOpenssl(cert, facts);
-            EXPECT_EQ(cert.isSelfIssued(), !c.issuedByCa);
+            EXPECT_EQ(cert.isSelfIssued(), !issued);
         }
     }
 }

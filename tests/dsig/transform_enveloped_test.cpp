@@ -5,6 +5,7 @@
 #include <string>
 
 #include "dsig/TransformTestUtil.h"
+#include "support/DataTable.h"
 #include "support/DsigTestUtil.h"
 #include "support/TransformTestAccess.h"
 
@@ -30,50 +31,23 @@ std::string doc(const std::string& inside) {
     return "<root xmlns:ds=\"" + kDsigNs + "\"><data>1</data>" + inside + "</root>";
 }
 
-struct FollowRow {
-    const char* name;
-    std::string after;  // text right after the signature being verified
-    std::string left;   // what remains of it
-};
-
-std::vector<FollowRow> followRows() {
-    const std::string s2 = sig("S2", "D2"), s3 = sig("S3", "D3");
-    const std::string foreign = "<x:Signature xmlns:x=\"urn:x\"><x:SignedInfo/></x:Signature>";
-    const std::string plainDsig = "<Signature xmlns=\"" + kDsigNs +
-                                  "\"><SignedInfo><Reference><DigestValue>D4" +
-                                  "</DigestValue></Reference></SignedInfo></Signature>";
-    return {
-        {"NothingFollows", "", ""},
-        {"BackToBackBothRemoved", s2, ""},
-        {"LineBreakKeepsTheSecond", "\n" + s2, "\n" + s2},
-        {"CommentKeepsTheSecond", "<!--c-->" + s2, "<!--c-->" + s2},
-        {"InjectedElementStays", "<evil>x</evil>" + s2, "<evil>x</evil>" + s2},
-        {"InjectedTextStays", "pay 1000" + s2, "pay 1000" + s2},
-        {"RunEndsAtTheFirstNonSignature", s2 + "<evil/>" + s3, "<evil/>" + s3},
-        {"ThreeInARowRemoved", s2 + s3, ""},
-        {"OtherNamespaceStays", foreign, foreign},
-        {"SignatureValueStays", "<ds:SignatureValue>z</ds:SignatureValue>",
-         "<ds:SignatureValue>z</ds:SignatureValue>"},
-        {"DefaultNamespaceSignatureRemoved", plainDsig, ""},
-    };
-}
-
-class TransformEnvelopedFollowing : public ::testing::TestWithParam<FollowRow> {};
+class TransformEnvelopedFollowing : public ::testing::TestWithParam<DataRow> {};
 
 TEST_P(TransformEnvelopedFollowing, RemovesOnlyAdjacentSignatures) {
-    const FollowRow& row = GetParam();
+    const DataRow& row = GetParam();
     auto dsig = newDsig();
-    const std::string text = doc(sig("S1", "D1") + row.after);
+    const std::string text = doc(sig("S1", "D1") + row["after"]);
     ASSERT_TRUE(loadText(*dsig, text)) << dsig->lastErrorText();
     StringBuffer xml(text);
     DSigReference ref;
     _tvLogger log;
     EXPECT_TRUE(Access::enveloped(*dsig, xml, ref, log));
-    EXPECT_EQ(xml.str(), doc(row.left)) << log.renderText();
+    EXPECT_EQ(xml.str(), doc(row["left"])) << log.renderText();
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, TransformEnvelopedFollowing, ::testing::ValuesIn(followRows()),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, TransformEnvelopedFollowing,
+                         ::testing::ValuesIn(loadTable("dsig/enveloped_following.tsv")),
+                         [](const auto& info) { return info.param["name"]; });
 
 TEST(TransformEnveloped, WithoutIdTheSignatureIsFoundByItsDigest) {
     auto dsig = newDsig();
