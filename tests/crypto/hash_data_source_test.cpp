@@ -152,15 +152,6 @@ TEST(HashDataSource, UnknownIdFailsWithLogBeforeReading) {
     EXPECT_TRUE(log.hasErrorContaining("Unsupported hash algorithm id.")) << log.renderText();
 }
 
-TEST(HashDataSource, NoHashReadsNothingAndSucceeds) {
-    SyntheticSource source(10, kNever);
-    _tvLogger log;
-    DataBuffer out;
-    EXPECT_TRUE(_tvHash::hashDataSource(source, 0, nullptr, out, nullptr, log));
-    EXPECT_TRUE(out.isEmpty());
-    EXPECT_EQ(source.largestRequest(), 0u);
-}
-
 TEST(HashDataSource, EmptySourceGivesDigestOfNothing) {
     _tvMemoryDataSource source(nullptr, 0);
     _tvLogger log;

@@ -1,14 +1,14 @@
 // ClsPublicKey as a component: every file form of the same key loads to the same key, the DER
 // it gives back is what openssl writes, and a failed load keeps the key and logs the failure.
 #include <gtest/gtest.h>
-#include <openssl/pem.h>
+#include <openssl/bn.h>
+#include <openssl/evp.h>
 
 #include <string>
 #include <vector>
 
 #include "crypto/KeyTestUtil.h"
 #include "host/crypto/ClsPublicKey.h"
-#include "host/crypto/detail/handles.h"
 #include "host/log/_tvLogger.h"
 #include "host/text/DataBuffer.h"
 #include "host/text/XString.h"
@@ -125,23 +125,6 @@ TEST(ClsPublicKeyLoad, PrivateKeyFileKeepsOnlyThePublicHalf) {
     BIGNUM* d = nullptr;
     EXPECT_NE(1, EVP_PKEY_get_bn_param(pkey, "d", &d));
     BN_free(d);
-}
-
-// Certificate code hands over OpenSSL keys it already holds.
-TEST(ClsPublicKeyLoad, FromAnOpenSslKey) {
-    const Bytes pem = keytest::readFile(keytest::corpusKey("ec/ec-prime384v1-pubkey.pem"));
-    detail::BioPtr bio(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
-    detail::EvpPkeyPtr pkey(PEM_read_bio_PUBKEY(bio.get(), nullptr, nullptr, nullptr));
-    ASSERT_TRUE(pkey);
-    KeyRef key(ClsPublicKey::createNewCls());
-    _tvLogger log;
-    ASSERT_TRUE(key->pubKey().loadEvpPkey(pkey.get(), log)) << log.renderText();
-    KeyRef same(keytest::loadKey(keytest::corpusKey("ec/ec-prime384v1-cert.pem")));
-    ASSERT_TRUE(same);
-    EXPECT_TRUE(key->Equals(*same.p));
-    EXPECT_TRUE(key->pubKey().equals(same->pubKey()));
-    EXPECT_FALSE(key->pubKey().loadEvpPkey(nullptr, log));
-    EXPECT_TRUE(key->Equals(*same.p));
 }
 
 TEST(ClsPublicKeyLoad, FailedLoadKeepsTheKeyAndLogsFailure) {

@@ -53,12 +53,6 @@ TEST(DsigLoad, LoadingResetsTheSelectorAndTheSignatureList) {
         << dsig->lastErrorText();
 }
 
-TEST(DsigLoad, DocumentWithoutSignatureLoads) {
-    auto dsig = newDsig();
-    EXPECT_TRUE(loadText(*dsig, "<root><a/></root>"));
-    EXPECT_EQ(dsig->get_NumSignatures(), 0);
-}
-
 TEST(DsigLoad, FamilyDetectionFirstMatchWins) {
     using F = ClsXmlDSig::FamilyFlags;
     struct Case {

@@ -123,27 +123,6 @@ TEST(FileDataSource, FailedReopenLeavesSourceClosed) {
     EXPECT_FALSE(source.readChunk(buf, sizeof buf, got, log));
 }
 
-TEST(MemoryDataSource, ReturnsTheBytesInPieces) {
-    const Bytes content = testutil::randomBytes(1000, 4);
-    for (std::size_t piece : {1u, 3u, 999u, 1000u, 5000u}) {
-        _tvLogger log;
-        _tvMemoryDataSource source(content.data(), content.size());
-        EXPECT_EQ(source.getSize(), 1000);
-        EXPECT_EQ(readAll(source, piece, log), content);
-        EXPECT_TRUE(source.endOfStream());
-    }
-}
-
-TEST(MemoryDataSource, OverDataBufferAndRewind) {
-    DataBuffer db;
-    db.append("hello", 5);
-    _tvLogger log;
-    _tvMemoryDataSource source(db);
-    EXPECT_EQ(readAll(source, 2, log), testutil::fromText("hello"));
-    source.initializeMemSource(db.getData2(), 3);
-    EXPECT_EQ(readAll(source, 2, log), testutil::fromText("hel"));
-}
-
 TEST(MemoryDataSource, NullDataReadsAsEmptyAndNullBufferFails) {
     _tvLogger log;
     _tvMemoryDataSource empty(nullptr, 50);
