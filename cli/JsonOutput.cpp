@@ -29,7 +29,8 @@ void addReferences(nlohmann::json& j, const std::vector<ReferenceResult>& refs, 
                         {"result", referenceResult(r, ignoreExternal)},
                         {"refFailReason", r.reason},
                         {"reason", r.detail.empty() ? refFailReasonText(r.reason) : r.detail},
-                        {"covers", coverageJson(r.coverage)}});
+                        {"covers", coverageJson(r.coverage)},
+                        {"reading", r.reading}});
     j["references"] = list;
     j["referencesChecked"] = checked;
 }

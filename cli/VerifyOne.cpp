@@ -19,12 +19,29 @@ std::string keyNameOf(ClsXmlDSig& dsig) {
     return name.str();
 }
 
+}  // namespace
+
+std::string readingText(const ClsXmlDSig& dsig, int index) {
+    const AlgorithmReadings& r = dsig.lastReadings();
+    switch (r.reference(index)) {
+        case AlgorithmReadings::kFirst:
+            return "first";
+        case AlgorithmReadings::kSecond:
+            return "second: " + r.secondWhy[static_cast<std::size_t>(index)];
+        default:
+            return "";
+    }
+}
+
+namespace {
+
 ReferenceResult describe(ClsXmlDSig& dsig, int i) {
     DSigReference ref;
     dsig.describeReference(i, ref);
     ReferenceResult r{i, ref.m_uri.str(), ref.m_digestMethod.str(), true, RefFail::kMatched, "",
                       {}};
     dsig.describeCoverage(i, r.coverage);
+    r.reading = readingText(dsig, i);
     return r;
 }
 
@@ -39,6 +56,7 @@ void checkReferencesOneByOne(ClsXmlDSig& dsig, SignatureVerdict& v, const Explai
         ReferenceResult r = describe(dsig, i);
         r.ok = dsig.VerifyReferenceDigest(i);
         r.reason = dsig.get_RefFailReason();
+        r.reading = readingText(dsig, i);
         XString detail;
         dsig.GetRefFailDetail(detail);
         r.detail = detail.getUtf8();

@@ -19,6 +19,7 @@ struct ReferenceResult {
     int reason;          // RefFailReason
     std::string detail;  // the reason in words when the number says too little
     ReferenceCoverage coverage;
+    std::string reading;  // which reading verified it ("first", "second: why"); "" when none
 };
 
 struct SignatureVerdict {
@@ -47,6 +48,10 @@ struct ExplainTarget {
 };
 
 // Verifies the selected signature. checkReferences false skips the reference digests.
+// "first": the established recognition verified the reference; "second: why": a standard
+// algorithm or the general engine did; "" when it did not verify.
+std::string readingText(const ClsXmlDSig& dsig, int index);
+
 SignatureVerdict verifySelected(ClsXmlDSig& dsig, const KeyOptions& keys, bool checkReferences,
                                 bool ignoreExternal, const ExplainTarget& explain);
 

@@ -36,12 +36,14 @@ void printReferences(const std::string& file, int sig, const std::vector<Referen
                      bool ignoreExternal, Report& report) {
     for (const auto& r : refs) {
         const std::string result = referenceResult(r, ignoreExternal);
-        report.out("%s#%d ref %d URI=\"%s\" %s: %s (RefFailReason %d: %s)\n", file.c_str(), sig,
+        const std::string second =
+            r.reading.rfind("second", 0) == 0 ? " [" + r.reading + "]" : std::string();
+        report.out("%s#%d ref %d URI=\"%s\" %s: %s (RefFailReason %d: %s)%s\n", file.c_str(), sig,
                    r.index, r.uri.c_str(), shortAlgorithmName(r.digestMethod).c_str(),
                    result == "match"  ? "ok"
                    : result == "fail" ? "FAILED"
                                       : "skipped",
-                   r.reason, refFailReasonText(r.reason));
+                   r.reason, refFailReasonText(r.reason), second.c_str());
     }
     if (refs.empty()) report.out("%s#%d: the signature has no references\n", file.c_str(), sig);
 }
@@ -71,6 +73,7 @@ bool checkSignature(const std::string& file, const DataBuffer& bytes, int sig,
         refs.push_back(
             {i, ref.m_uri.str(), ref.m_digestMethod.str(), ok, dsig.get_RefFailReason(), {}, {}});
         dsig.describeCoverage(i, refs.back().coverage);
+        refs.back().reading = readingText(dsig, i);
         allOk = allOk && std::string(referenceResult(refs.back(), ignoreExternal)) != "fail";
         session.printLogIfAsked();
         if (!signedOut.empty())

@@ -19,6 +19,7 @@ xmldsig_known_dependency(OpenSSL::SSL "OpenSSL 3" libssl)
 xmldsig_known_dependency(CURL::libcurl "CURL" libcurl)
 xmldsig_known_dependency(nlohmann_json::nlohmann_json "nlohmann_json 3" nlohmann_json)
 xmldsig_known_dependency(Threads::Threads "Threads" "")
+xmldsig_known_dependency(LibXml2::LibXml2 "LibXml2" libxml-2.0)
 
 function(xmldsig_collect_dependencies)
     set(packages)

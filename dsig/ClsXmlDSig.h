@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "dsig/AlgorithmReadings.h"
 #include "dsig/DSigReference.h"
 #include "dsig/ReferenceCoverage.h"
 #include "dsig/SignatureTimestampInfo.h"
@@ -185,6 +186,9 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
     // The signer's trust after the last VerifySigner: "trusted", "untrusted", or "not checked"
     // (no trust anchors, or no VerifySigner since the last VerifySignature).
     void get_TrustStatus(XString& out);
+    // Which reading of the algorithm table (AlgorithmTable.h) verified the last verification:
+    // 1 the first, 2 the second, 0 none; per reference by index, and for SignatureValue.
+    const AlgorithmReadings& lastReadings() const { return m_readings; }
 
   protected:
     // Internal operations; the log comes last.
@@ -328,6 +332,32 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
                         const DataBuffer& sigBytes, const DataBuffer& hash,
                         const StringBuffer& canonMethod, LogBase& log);
     bool setRefData(const char* opName, int index, const DataBuffer* data, const XString* path);
+    // The second reading of SignatureMethod (AlgorithmReadings.cpp).
+    struct SignedValue {
+        const StringBuffer& sigMethod;
+        const StringBuffer& signedText;
+        const StringBuffer& sigValueText;
+        const DataBuffer& sigBytes;
+        const StringBuffer& canonMethod;
+    };
+    bool verifySignatureSecondReading(int firstHash, int firstKeyType, const SignedValue& v,
+                                      LogBase& log);
+    bool verifyEdDsa(int keyType, const SignedValue& v, LogBase& log);
+    // The reference driver: the established attempts, then the second reading of the digest
+    // method when they end in a mismatch.
+    bool verifyReferenceFirstReading(int index, bool& missingExternalData, ExtPtrArraySb& refDirs,
+                                     LogBase& log);
+    bool referenceSecondReading(int index, bool& missingExternalData, ExtPtrArraySb& refDirs,
+                                LogBase& log);
+    bool digestMethodSecondReading(int index, bool& missingExternalData, ExtPtrArraySb& refDirs,
+                                   LogBase& log);
+    // The digest of a reference: its first reading, unless a second reading is running.
+    int referenceHash(const DSigReference& reference) const;
+    // The general W3C engine's reading of a reference (ClsXmlDSig_general_engine.cpp).
+    bool generalEngineReading(int index, ExtPtrArraySb& refDirs, LogBase& log);
+    bool externalOctets(int index, ExtPtrArraySb& refDirs, DataBuffer& out, LogBase& log);
+    int m_secondReadingHash = 0;
+    AlgorithmReadings m_readings;
 };
 
 }  // namespace xmldsig

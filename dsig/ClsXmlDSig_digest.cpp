@@ -64,8 +64,8 @@ bool ClsXmlDSig::VerifyReferenceDigest(int index) {
     return ok;
 }
 
-bool ClsXmlDSig::verifyReferenceDigest(int index, bool& missingExternalData, ExtPtrArraySb& refDirs,
-                                       LogBase& log) {
+bool ClsXmlDSig::verifyReferenceFirstReading(int index, bool& missingExternalData,
+                                             ExtPtrArraySb& refDirs, LogBase& log) {
     LogContextExitor ctx(log, "verifyReferenceDigest");
     if (verifyReferenceDigest2(index, missingExternalData, refDirs, log)) return true;
     log.LogDataLong("invalidDigestReason", m_refFailReason);
@@ -172,7 +172,7 @@ bool ClsXmlDSig::verifyReferenceDigest2(int index, bool& missingExternalData,
         return false;
     }
 
-    const int hashAlg = reference.getHashAlg();
+    const int hashAlg = referenceHash(reference);
     DataBuffer digest;
     if (data->m_data.getSize() != 0) {
         if (DataBuffer* record = hashRecord()) {

@@ -1,6 +1,7 @@
 // Same-document references: the working text goes through the family rewrites and the
 // reference's transforms, is hashed, and is compared with the stored digest, with the
 // tolerances granted to known families of signing software.
+#include "dsig/AlgorithmTable.h"
 #include "dsig/ClsXmlDSig.h"
 #include "dsig/detail/CommentsRetry.h"
 #include "dsig/detail/RefDigestWork.h"
@@ -103,7 +104,7 @@ bool ClsXmlDSig::verifyInternalReference(int index, StringBuffer& uri, DSigRefer
         }
         w.cutExcluded();  // (a canonicalization has already rendered the spans it left out)
         postProcessTransformedXml(uri, reference, w.text, log);
-        return computeReferenceDigest(reference.getHashAlg(), w, log);
+        return computeReferenceDigest(referenceHash(reference), w, log);
     };
 
     detail::RefDigestWork w;
@@ -167,35 +168,35 @@ bool ClsXmlDSig::applyOneTransform(ClsXml& transform, StringBuffer& uri, DSigRef
     transform.getAttrValue("Algorithm", algorithm);
     log.LogDataSb("transformAlgorithm", algorithm);
 
-    if (algorithm.containsSubstring("REC-xpath") ||
-        algorithm.containsSubstring("2002/06/xmldsig-filter2")) {
-        ClsXml* xpathNode = transform.getChildWithTagUtf8("*:XPath");
-        if (xpathNode == nullptr) {
-            log.LogError("No XPath found in transform.");
-            return false;
+    switch (firstReading(kPlaceTransform, algorithm).handler) {
+        case AlgHandler::XPath: {
+            ClsXml* xpathNode = transform.getChildWithTagUtf8("*:XPath");
+            if (xpathNode == nullptr) {
+                log.LogError("No XPath found in transform.");
+                return false;
+            }
+            RefCountedObjectOwner xpOwner(xpathNode);
+            StringBuffer xpath;
+            xpathNode->getContentSb(xpath);
+            w.cutExcluded();
+            return transformXPath(&transform, w.text, algorithm, xpath, log);
         }
-        RefCountedObjectOwner xpOwner(xpathNode);
-        StringBuffer xpath;
-        xpathNode->getContentSb(xpath);
-        w.cutExcluded();
-        return transformXPath(&transform, w.text, algorithm, xpath, log);
-    }
-    if (algorithm.containsSubstring("enveloped-signature")) {
-        w.envelopedDone = true;
-        w.cutExcluded();  // a second enveloped-signature transform works on the cut text
-        return envelopedSignature(w.text, reference, &w, log);
-    }
-    if (algorithm.containsSubstring("xml-c14n") || algorithm.containsSubstring("xml-exc-c14n")) {
-        if (!transformCanonicalize(&transform, w.text, algorithm, uri, log, &w)) {
-            m_refFailReason = RefFail::kCanonicalization;
-            return false;
-        }
-        w.canonicalized = true;
-        return true;
-    }
-    if (algorithm.containsSubstring("xmldsig#base64")) {
-        w.base64Pending = true;
-        return true;
+        case AlgHandler::Enveloped:
+            w.envelopedDone = true;
+            w.cutExcluded();  // a second enveloped-signature transform works on the cut text
+            return envelopedSignature(w.text, reference, &w, log);
+        case AlgHandler::Canonicalize:
+            if (!transformCanonicalize(&transform, w.text, algorithm, uri, log, &w)) {
+                m_refFailReason = RefFail::kCanonicalization;
+                return false;
+            }
+            w.canonicalized = true;
+            return true;
+        case AlgHandler::Base64:
+            w.base64Pending = true;
+            return true;
+        default:
+            break;
     }
     log.LogDataSb("unrecognizedTransform", algorithm);
     return false;

@@ -120,7 +120,7 @@ bool ClsXmlDSig::zatcaRetry(StringBuffer& uri, DSigReference& reference, detail:
     StringBuffer algorithm("xml-exc-c14n");
     transformCanonicalize(nullptr, w.text, algorithm, uri, log);  // result deliberately unchecked
     DataBuffer retryBytes;  // kept for --explain only when the retry matches
-    zatcaHexDigest(w.text, reference.getHashAlg(), w.digest,
+    zatcaHexDigest(w.text, referenceHash(reference), w.digest,
                    hashRecord() != nullptr ? &retryBytes : nullptr);
     w.calculated.clear();
     w.digest.encodeDB("base64", w.calculated);

@@ -1,5 +1,6 @@
 // VerifySignature: reference digests, then the SignatureValue over SignedInfo as it stands in
 // the document text (or the family's own signed text), under each candidate key.
+#include "dsig/AlgorithmTable.h"
 #include "dsig/ClsXmlDSig.h"
 #include "dsig/SignatureMethod.h"
 #include "host/crypto/_tvHash.h"
@@ -88,21 +89,35 @@ bool ClsXmlDSig::VerifySignature(bool verifyReferenceDigests) {
     log.LogDataSb("SignatureMethod", sigMethod);
     const int hashAlg = signatureMethodToHashAlg(sigMethod, log);
     const int keyType = signatureMethodToKeyType(sigMethod, log);
+    m_readings.signature = 0;
     if (hashAlg < 0) {
         log.LogError("Hash algorithm not implemented yet by Tavolin.");
-        return failVerify(VerifyFailure::UnsupportedSignatureMethod,
-                          "unsupported signature method " + sigMethod.str());
-    }
-    if (keyType < 0) {
+    } else if (keyType < 0) {
         log.LogError("Key type not implemented yet by Tavolin.");
+    } else {
+        DataBuffer hash;
+        if (hashAlg != 0 && !hashToVerify(hashAlg, signedText, hash, log))
+            return failVerify(VerifyFailure::SignedInfo, "the signed data could not be hashed");
+        if (verifyWithKeys(keyType, hashAlg, sigMethod, signedText, sigValueText, sigBytes, hash,
+                           canonMethod, log)) {
+            m_readings.signature = 1;
+            return true;
+        }
+    }
+    // Why the signature fails: what the second reading found when it ran, else the first's.
+    const VerifyFailure firstWhy = m_verifyFailure;
+    const std::string firstDetail = m_verifyFailureDetail;
+    m_verifyFailure = VerifyFailure::None;
+    const SignedValue value{sigMethod, signedText, sigValueText, sigBytes, canonMethod};
+    if (verifySignatureSecondReading(hashAlg, keyType, value, log)) {
+        m_verifyFailureDetail.clear();
+        return true;
+    }
+    if (m_verifyFailure != VerifyFailure::None) return false;
+    if (hashAlg < 0 || keyType < 0)
         return failVerify(VerifyFailure::UnsupportedSignatureMethod,
                           "unsupported signature method " + sigMethod.str());
-    }
-    DataBuffer hash;
-    if (hashAlg != 0 && !hashToVerify(hashAlg, signedText, hash, log))
-        return failVerify(VerifyFailure::SignedInfo, "the signed data could not be hashed");
-    return verifyWithKeys(keyType, hashAlg, sigMethod, signedText, sigValueText, sigBytes, hash,
-                          canonMethod, log);
+    return failVerify(firstWhy, firstDetail);
 }
 
 int ClsXmlDSig::countReferenceFailures(std::string& first, LogBase& log) {
@@ -202,14 +217,11 @@ bool ClsXmlDSig::configureSignedInfoCanon(XmlCanon& canon, StringBuffer& method,
                           "Unable to get SignedInfo CanonicalizationMethod.");
     }
     if (prefixList.getSize() != 0) prefixList.split(canon.m_inclusivePrefixes, ' ', true, true);
-    canon.m_mode = 1;
-    if (!method.containsSubstring("xml-c14n")) {
-        if (method.containsSubstring("xml-exc-c14n")) {
-            canon.m_mode = 2;
-        } else {
-            log.LogError("Unrecognized canonicalization method.");
-            log.LogDataSb("canonicalizationMethod", method);
-        }
+    const AlgorithmRow& c14n = firstReading(kPlaceSignedInfoC14n, method);
+    canon.m_mode = c14n.handler == AlgHandler::C14nExclusive ? 2 : 1;
+    if (c14n.isDefault) {
+        log.LogError("Unrecognized canonicalization method.");
+        log.LogDataSb("canonicalizationMethod", method);
     }
     canon.m_withComments = method.containsSubstringNoCase("WithComments");
     canon.m_resetOption = false;

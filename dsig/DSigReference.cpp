@@ -1,6 +1,7 @@
 // Parsing of one Reference element and the external-data holders.
 #include "dsig/DSigReference.h"
 
+#include "dsig/AlgorithmTable.h"
 #include "host/log/LogBase.h"
 #include "host/log/LogContextExitor.h"
 #include "host/log/RefCountedObjectOwner.h"
@@ -48,12 +49,7 @@ void DSigReference::logReference(LogBase& log) const {
 }
 
 int DSigReference::getHashAlg() const {
-    if (m_digestMethod.containsSubstringNoCase("sha256")) return 7;
-    if (m_digestMethod.containsSubstringNoCase("sha512")) return 3;
-    if (m_digestMethod.containsSubstringNoCase("sha384")) return 2;
-    if (m_digestMethod.containsSubstringNoCase("md5")) return 5;
-    if (m_digestMethod.containsSubstringNoCase("ripemd160")) return 10;
-    return 1;
+    return firstReading(kPlaceDigestMethod, m_digestMethod).hashId;
 }
 
 void DSigRefExternalData::setData(const DataBuffer& data) {

@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
     build-essential cmake ninja-build pkg-config
-    libexpat1-dev libssl-dev libcurl4-openssl-dev nlohmann-json3-dev
+    libexpat1-dev libssl-dev libcurl4-openssl-dev nlohmann-json3-dev libxml2-dev
     libgtest-dev libgmock-dev libbenchmark-dev
     libxml2-utils xmlsec1 openssl clang-format python3
     clang libclang-rt-14-dev

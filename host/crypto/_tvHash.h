@@ -1,5 +1,6 @@
 // The hash dispatcher. Algorithms are named by integer ids shared across the library:
-// 1 SHA-1, 2 SHA-384, 3 SHA-512, 4 MD2, 5 MD5, 7 SHA-256, 9 RIPEMD-128, 10 RIPEMD-160;
+// 1 SHA-1, 2 SHA-384, 3 SHA-512, 4 MD2, 5 MD5, 7 SHA-256, 9 RIPEMD-128, 10 RIPEMD-160, 11 SHA-224,
+// 12-15 SHA3-224/256/384/512 (named in HashIds.h);
 // 0 means "no hash".
 #pragma once
 

@@ -49,10 +49,14 @@ bool _tvPublicKey::adopt(detail::EvpPkeyPtr key, LogBase& log) {
             return adoptDsa(std::move(key), log);
         case EVP_PKEY_EC:
             return adoptEc(std::move(key), log);
+        case EVP_PKEY_ED25519:
+        case EVP_PKEY_ED448:
+            m_key.emplace<EdKeyData>(std::move(key));
+            return true;
         default:
             break;
     }
-    log.LogError("The public key is not an RSA, DSA or EC key.");
+    log.LogError("The public key is not an RSA, DSA, EC or EdDSA key.");
     const char* type = EVP_PKEY_get0_type_name(key.get());
     log.LogDataStr("keyType", type != nullptr ? type : "unknown");
     return false;
@@ -93,6 +97,7 @@ EVP_PKEY* _tvPublicKey::evpPkey() const {
     if (const RsaKeyData* k = getRsaKey()) return k->pkey();
     if (const DsaKeyData* k = getDsaKey()) return k->pkey();
     if (const EccKeyData* k = getEccKey()) return k->pkey();
+    if (const EdKeyData* k = getEdKey()) return k->pkey();
     return nullptr;
 }
 
@@ -100,6 +105,7 @@ const char* _tvPublicKey::keyTypeName() const {
     if (getRsaKey() != nullptr) return "RSA";
     if (getDsaKey() != nullptr) return "DSA";
     if (getEccKey() != nullptr) return "EC";
+    if (const EdKeyData* k = getEdKey()) return k->isEd448() ? "Ed448" : "Ed25519";
     return "";
 }
 

@@ -9,6 +9,7 @@
 
 #include "host/crypto/DsaKeyData.h"
 #include "host/crypto/EccKeyData.h"
+#include "host/crypto/EdKeyData.h"
 #include "host/crypto/RsaKeyData.h"
 #include "host/crypto/detail/handles.h"
 
@@ -42,10 +43,11 @@ class _tvPublicKey {
     const RsaKeyData* getRsaKey() const { return std::get_if<RsaKeyData>(&m_key); }
     const DsaKeyData* getDsaKey() const { return std::get_if<DsaKeyData>(&m_key); }
     const EccKeyData* getEccKey() const { return std::get_if<EccKeyData>(&m_key); }
+    const EdKeyData* getEdKey() const { return std::get_if<EdKeyData>(&m_key); }
 
     // The borrowed OpenSSL key; null when empty.
     EVP_PKEY* evpPkey() const;
-    // "RSA", "DSA", "EC"; "" when empty.
+    // "RSA", "DSA", "EC", "Ed25519", "Ed448"; "" when empty.
     const char* keyTypeName() const;
     // RSA modulus bits, DSA prime bits, EC order bits; 0 when empty.
     int keySizeBits() const;
@@ -61,7 +63,7 @@ class _tvPublicKey {
     bool adoptDsa(detail::EvpPkeyPtr key, LogBase& log);
     bool adoptEc(detail::EvpPkeyPtr key, LogBase& log);
 
-    std::variant<std::monostate, RsaKeyData, DsaKeyData, EccKeyData> m_key;
+    std::variant<std::monostate, RsaKeyData, DsaKeyData, EccKeyData, EdKeyData> m_key;
 };
 
 }  // namespace xmldsig

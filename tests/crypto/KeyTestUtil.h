@@ -50,7 +50,8 @@ inline const testutil::TempDir& scratch() {
 }
 
 // A private key file: corpus keys by relative path ("rsa/rsa-2048-key.pem"), generated ones by
-// the names "gen:rsa1024", "gen:rsa2048b", "gen:secp256k1", "gen:p256b", "gen:dsa2048b".
+// the names "gen:rsa1024", "gen:rsa2048b", "gen:secp256k1", "gen:p256b", "gen:dsa2048b",
+// "gen:x25519".
 inline std::string privateKey(const std::string& name) {
     static std::map<std::string, std::string> made;
     if (name.rfind("gen:", 0) != 0) return corpusKey(name);
@@ -65,6 +66,7 @@ inline std::string privateKey(const std::string& name) {
         {"gen:secp256k1",
          "openssl genpkey -algorithm EC -pkeyopt ec_paramgen_curve:secp256k1" + out},
         {"gen:p256b", "openssl genpkey -algorithm EC -pkeyopt ec_paramgen_curve:P-256" + out},
+        {"gen:x25519", "openssl genpkey -algorithm X25519" + out},
         {"gen:dsa2048b",
          "openssl genpkey -genparam -algorithm DSA -pkeyopt dsa_paramgen_bits:2048 -out '" +
              dsaParams + "' && openssl genpkey -paramfile '" + dsaParams + "'" + out},

@@ -24,8 +24,9 @@ std::string unsupportedBecause(ClsXmlDSig& dsig, int index, const std::string& d
     DSigReference ref;
     if (!dsig.describeReference(index, ref)) return "";
     const std::string method = ref.m_digestMethod.str();
-    static const char* const supported[] = {"sha1",   "sha256", "sha384",
-                                            "sha512", "md5",    "ripemd160"};
+    static const char* const supported[] = {"sha1",     "sha224",   "sha256",    "sha384",
+                                            "sha512",   "md5",      "ripemd160", "sha3-224",
+                                            "sha3-256", "sha3-384", "sha3-512"};
     bool known = method.empty();
     for (const char* s : supported) {
         const std::string suffix = std::string("#") + s;

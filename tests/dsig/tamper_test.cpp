@@ -32,6 +32,8 @@ std::vector<ManifestRow> documentsExpectedValid() {
 std::vector<std::string> signatureFailureLines(const std::string& method) {
     if (method.find("#hmac-") != std::string::npos) return {"HMAC validation failed."};
     if (method.find("#dsa-") != std::string::npos) return {"DSA verify hash failed."};
+    if (method.find("#eddsa-") != std::string::npos)
+        return {"EdDSA verify found the signature to be invalid."};
     if (method.find("ecdsa-") != std::string::npos)
         return {"ECDSA verify hash found the signature to be invalid."};
     // RSA: a value that decrypts to no valid encoding means "not this key" for every key.

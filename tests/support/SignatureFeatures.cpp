@@ -112,9 +112,14 @@ struct Unsupported {
     const char* what;
 };
 const Unsupported kUnsupportedAlgorithms[] = {
-    {"gost", "GOST"},     {"eddsa", "EdDSA"},    {"ed25519", "EdDSA"},   {"ed448", "EdDSA"},
-    {"sha3-", "SHA-3"},   {"sha3_", "SHA-3"},    {"sha224", "SHA-224"},  {"mldsa", "ML-DSA"},
-    {"ml-dsa", "ML-DSA"}, {"slhdsa", "SLH-DSA"}, {"slh-dsa", "SLH-DSA"},
+    {"gost", "GOST"},
+    {"ed25519ctx", "EdDSA with a context"},
+    {"ed25519ph", "pre-hashed EdDSA"},
+    {"ed448ph", "pre-hashed EdDSA"},
+    {"mldsa", "ML-DSA"},
+    {"ml-dsa", "ML-DSA"},
+    {"slhdsa", "SLH-DSA"},
+    {"slh-dsa", "SLH-DSA"},
 };
 
 const char* unsupportedFamily(const std::string& uri) {

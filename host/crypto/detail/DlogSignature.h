@@ -13,7 +13,7 @@ class LogBase;
 namespace xmldsig::detail {
 
 // True when length is the digest size of a hash algorithm we know (the hash table's
-// algorithms and SHA-224). Anything else, the empty hash above all, must never reach DSA or
+// algorithms). Anything else, the empty hash above all, must never reach DSA or
 // ECDSA: with a hash of zero, (r, s) can be forged from the public key alone.
 bool isKnownDigestLength(std::size_t length);
 

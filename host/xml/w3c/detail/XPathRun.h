@@ -1,0 +1,46 @@
+// XPath 1.0 evaluation over a libxml2 document with the XML Signature here() function, the
+// namespace context of the element that carries the expression, and bounds on the work an
+// expression may cause (operation count and recursion depth).
+#pragma once
+
+#include <libxml/xpath.h>
+
+#include <memory>
+#include <string>
+
+namespace xmldsig {
+class LogBase;
+}
+
+namespace xmldsig::w3c::detail {
+
+struct XPathObjectFree {
+    void operator()(xmlXPathObject* o) const { xmlXPathFreeObject(o); }
+};
+using XPathResult = std::unique_ptr<xmlXPathObject, XPathObjectFree>;
+
+// At most this many XPath operations per expression: enough for every real document, and a
+// bound on what an expression an attacker writes can cost.
+constexpr unsigned long kXPathOpLimit = 50000000UL;
+
+class XPathRun {
+  public:
+    // here: the node here() returns (may be null); nsContext: the element whose in-scope
+    // namespace declarations the expression's prefixes resolve against (may be null).
+    XPathRun(xmlDoc* doc, xmlNode* here, xmlNode* nsContext);
+    ~XPathRun();
+    XPathRun(const XPathRun&) = delete;
+    XPathRun& operator=(const XPathRun&) = delete;
+
+    // The node-set expr selects, evaluated from the document node; null, logged, when the
+    // expression is malformed, exceeds the bounds, reads outside the document or is not a
+    // node-set.
+    XPathResult nodes(const std::string& expr, LogBase& log);
+    void addNamespace(const std::string& prefix, const std::string& uri);
+
+  private:
+    xmlXPathContext* m_ctx = nullptr;
+    xmlNode* m_here = nullptr;
+};
+
+}  // namespace xmldsig::w3c::detail
