@@ -357,6 +357,14 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
     bool generalEngineReading(int index, ExtPtrArraySb& refDirs, LogBase& log);
     bool externalOctets(int index, ExtPtrArraySb& refDirs, DataBuffer& out, LogBase& log);
     int m_secondReadingHash = 0;
+    // Further KeyInfo forms (ClsXmlDSig_keyforms.cpp).
+    void keysFromFurtherForms(ClsXml& keyInfo, ExtPtrArrayRc& keys, LogBase& log);
+    void keysFromRetrievalMethods(ClsXml& keyInfo, ExtPtrArrayRc& keys, LogBase& log);
+    void keysFromDerEncodedKeyValues(ClsXml& keyInfo, ExtPtrArrayRc& keys, LogBase& log);
+    void keysFromX509Digest(ClsXml& keyInfo, ExtPtrArrayRc& keys, LogBase& log);
+    void keysFromKeyInfoReference(ClsXml& keyInfo, ExtPtrArrayRc& keys, LogBase& log);
+    void keysFromWrapped(const ClsXml& element, bool asKeyValue, ExtPtrArrayRc& keys, LogBase& log);
+    ClsXml* sameDocumentElement(const std::string& uri, LogBase& log);
     AlgorithmReadings m_readings;
 };
 

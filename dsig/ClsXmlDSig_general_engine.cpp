@@ -57,7 +57,7 @@ w3c::TransformInfo classifyTransform(const char* uri) {
 }
 
 // Why the general engine should read this reference again; empty when it should not.
-std::string engineReason(const DSigReference& ref, int failReason, bool external) {
+std::string engineReason(const DSigReference& ref, bool external) {
     const std::string uri = ref.m_uri.str();
     if (external && ref.m_transforms.getSize() == 0) return "";
     if (external) return "transforms over external data";
@@ -66,7 +66,6 @@ std::string engineReason(const DSigReference& ref, int failReason, bool external
     for (const char* marker : {"xml-c14n11", "REC-xpath-19991116", "xmldsig-filter2"})
         if (ref.m_transforms.containsSubstring(marker))
             return std::string("a transform the established forms approximate (") + marker + ")";
-    if (failReason == 5 || failReason == 99) return "the established forms cannot process it";
     return "";
 }
 
@@ -118,7 +117,7 @@ bool ClsXmlDSig::generalEngineReading(int index, ExtPtrArraySb& refDirs, LogBase
     StringBuffer uri(reference.m_uri);
     uri.trim2();
     const bool external = uri.getSize() != 0 && uri.getString()[0] != '#';
-    const std::string why = engineReason(reference, failReason, external);
+    const std::string why = engineReason(reference, external);
     if (why.empty()) return false;
 
     LogContextExitor ctx(log, "generalEngineReading");

@@ -53,6 +53,7 @@ bool ClsXmlDSig::getPublicKey(bool keyInfoOnly, ExtPtrArrayRc& keys, LogBase& lo
     } else if (ClsXml* keyInfo = getKeyInfo(log)) {
         RefCountedObjectOwner owner(keyInfo);
         publicKeyFromKeyInfo(*keyInfo, keys, log);
+        keysFromFurtherForms(*keyInfo, keys, log);
         if (log.verbose()) log.LogDataLong("numPublicKeys", keys.getSize());
     }
     if (!keyInfoOnly) {

@@ -214,16 +214,20 @@ TavolinX509* SystemCerts::findX509(const char* serialHex, const char* issuer,
 }
 
 TavolinX509* SystemCerts::findByThumbprint(const char* sha1, LogBase& log) {
-    const std::vector<DataBuffer> readings = identifierReadings(sha1);
+    return findByCertDigest(kSha1, sha1, log);
+}
+
+TavolinX509* SystemCerts::findByCertDigest(int hashId, const char* digest, LogBase& log) {
+    const std::vector<DataBuffer> readings = identifierReadings(digest);
     if (readings.empty()) {
         log.LogError("Thumbprint is neither base64 nor hex.");
         return nullptr;
     }
     StoredCertificate* found = findFirst(
-        [&readings](const StoredCertificate& c) {
-            DataBuffer digest;
+        [&readings, hashId](const StoredCertificate& c) {
+            DataBuffer d;
             const TavolinX509* x = c.getX509();
-            return x != nullptr && x->getThumbprint(kSha1, digest) && equalsAny(digest, readings);
+            return x != nullptr && x->getThumbprint(hashId, d) && equalsAny(d, readings);
         },
         log);
     return found != nullptr ? found->getX509() : nullptr;

@@ -62,6 +62,8 @@ class SystemCerts {
 
     // By the SHA-1 of the whole DER (hex or base64).
     TavolinX509* findByThumbprint(const char* sha1, LogBase& log);
+    // By the digest of the whole DER under the hash id (hex or base64), as X509Digest gives it.
+    TavolinX509* findByCertDigest(int hashId, const char* digest, LogBase& log);
 
     // --- chains ---
 

@@ -56,6 +56,11 @@ class CorpusTamper : public ::testing::TestWithParam<ManifestRow> {
         if (!excluded.reason.empty())
             GTEST_SKIP() << row.path << " cannot verify here: " << excluded.reason;
         method_ = features[sig].signatureMethod;
+        for (const auto& t : features[sig].references.empty()
+                                 ? std::vector<std::string>{}
+                                 : features[sig].references.front().transforms)
+            selectsByXPath_ = selectsByXPath_ || t.find("REC-xpath") != std::string::npos ||
+                              t.find("xmldsig-filter2") != std::string::npos;
         request_.isUtf8Text = true;
         request_.index = sig;
         request_.option = expectationFor(row.expected).option;
@@ -76,11 +81,15 @@ class CorpusTamper : public ::testing::TestWithParam<ManifestRow> {
 
     KeyMaterial keys_;
     std::string text_, method_;
+    bool selectsByXPath_ = false;  // the first reference signs what an XPath selects
     VerifyRequest request_;
     TamperSites sites_;
 };
 
 TEST_P(CorpusTamper, ChangedContentFailsItsReference) {
+    if (selectsByXPath_)
+        GTEST_SKIP() << "the first reference signs the nodes an XPath selects, so the content "
+                        "site may lie outside them; w3c_tamper_test changes signed nodes instead";
     VerifyOutcome out;
     if (!sites_.content.empty()) {
         out = verifyText(withCharactersChanged(text_, sites_.content));

@@ -106,7 +106,7 @@ bool DocSandbox::buildProgram(const DocProgram& program, std::string& diagnostic
         std::string cmd =
             shellQuoted(compiler()) + " -std=c++17 -I" + shellQuoted(repositoryRoot()) + " " +
             shellQuoted(source) + " -o " + shellQuoted(m_bin + "/" + program.name) + " " +
-            shellQuoted(buildDir() + "/libxmldsig.a") + " -lexpat -lcurl -lcrypto -pthread";
+            shellQuoted(buildDir() + "/libxmldsig.a") + " -lexpat -lcurl -lcrypto -lxml2 -pthread";
 #ifdef XMLDSIG_DOC_SANITIZED
         cmd += " -fsanitize=address,undefined";
 #endif

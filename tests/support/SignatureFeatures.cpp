@@ -159,9 +159,13 @@ int fullMacBits(const std::string& method) {
 bool keyInfoHasReadableKey(const SignatureFeatures& f) {
     for (const char* kv : {"RSAKeyValue", "DSAKeyValue", "ECKeyValue", "ECDSAKeyValue"})
         if (anyEquals(f.keyValueChildren, kv)) return true;
-    for (const char* x : {"X509Certificate", "X509IssuerSerial", "X509SubjectName", "X509SKI"})
+    for (const char* x :
+         {"X509Certificate", "X509IssuerSerial", "X509SubjectName", "X509SKI", "X509Digest"})
         if (anyEquals(f.x509DataChildren, x)) return true;
-    return anyEquals(f.keyInfoChildren, "SecurityTokenReference");
+    for (const char* k :
+         {"SecurityTokenReference", "DEREncodedKeyValue", "RetrievalMethod", "KeyInfoReference"})
+        if (anyEquals(f.keyInfoChildren, k)) return true;
+    return false;
 }
 
 std::string keyFormsOf(const SignatureFeatures& f) {

@@ -15,7 +15,7 @@ bool canonicalize(const CanonRequest& request, std::string& out, LogBase& log) {
     if (!request.id.empty() && (root = doc.elementById(request.id, log)) == nullptr) return false;
     detail::NodeSet set(doc.doc(), root, true);
     if (!request.xpath.empty()) {
-        detail::XPathRun xpath(doc.doc(), nullptr, xmlDocGetRootElement(doc.doc()));
+        detail::XPathRun xpath(doc.doc(), nullptr, xmlDocGetRootElement(doc.doc()), doc.size());
         for (const auto& [prefix, uri] : request.namespaces) xpath.addNamespace(prefix, uri);
         detail::XPathResult r = xpath.nodes(request.xpath, log);
         if (!r) return false;
@@ -30,7 +30,7 @@ bool evaluateExpression(const char* text, std::size_t length, const char* expr, 
     detail::W3cDoc doc;
     if (expr == nullptr || !doc.parse(text, length, log)) return false;
     xmlNode* top = xmlDocGetRootElement(doc.doc());
-    detail::XPathRun xpath(doc.doc(), top, top);
+    detail::XPathRun xpath(doc.doc(), top, top, doc.size());
     detail::NodeSet set(doc.doc(), reinterpret_cast<xmlNode*>(doc.doc()), true);
     std::string e(expr);
     if (kind == ExpressionKind::XPathTransform)

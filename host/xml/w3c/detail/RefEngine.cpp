@@ -61,6 +61,7 @@ class RefEngine {
     bool canonTransform(xmlNode* transform, TransformInfo info, Data& d);
     bool base64Transform(Data& d);
     bool finish(Data& d, DataBuffer& out);
+    std::size_t sizeOf(const xmlDoc* doc) const;
 
     LogBase& m_log;
     W3cDoc m_main;
@@ -107,6 +108,12 @@ bool RefEngine::run(const ReferenceInput& in, DataBuffer& out) {
     return finish(d, out);
 }
 
+std::size_t RefEngine::sizeOf(const xmlDoc* doc) const {
+    for (const auto& parsed : m_parsed)
+        if (parsed->doc() == doc) return parsed->size();
+    return m_main.size();
+}
+
 bool RefEngine::dereference(const std::string& uri, xmlNode* reference, Data& d) {
     xmlDoc* doc = m_main.doc();
     if (uri.empty()) {
@@ -122,7 +129,7 @@ bool RefEngine::dereference(const std::string& uri, xmlNode* reference, Data& d)
         const std::string expr = fragment.substr(9, fragment.size() - 10);
         d.set = std::make_unique<NodeSet>(doc, documentNode(doc), true);  // comments kept
         if (expr == "/") return true;
-        detail::XPathRun xpath(doc, nullptr, reference);
+        detail::XPathRun xpath(doc, nullptr, reference, m_main.size());
         detail::XPathResult r = xpath.nodes(expr, m_log);
         if (!r) return false;
         d.set->beginFilterSequence();
@@ -182,7 +189,7 @@ bool RefEngine::xpathTransform(xmlNode* transform, Data& d) {
     }
     const std::string expr = detail::textOf(xp);
     xmlNode* here = d.set->doc() == m_main.doc() ? xp : nullptr;
-    detail::XPathRun xpath(d.set->doc(), here, xp);
+    detail::XPathRun xpath(d.set->doc(), here, xp, sizeOf(d.set->doc()));
     detail::XPathResult r =
         xpath.nodes("(//. | //@* | //namespace::*)[boolean(" + expr + ")]", m_log);
     if (!r) return false;
@@ -211,7 +218,7 @@ bool RefEngine::filter2Transform(xmlNode* transform, Data& d) {
             return false;
         }
         xmlNode* here = d.set->doc() == m_main.doc() ? xp : nullptr;
-        detail::XPathRun xpath(d.set->doc(), here, xp);
+        detail::XPathRun xpath(d.set->doc(), here, xp, sizeOf(d.set->doc()));
         detail::XPathResult r = xpath.nodes(detail::textOf(xp), m_log);
         if (!r) return false;
         d.set->addFilterStep(op, r->nodesetval);

@@ -70,6 +70,7 @@ bool W3cDoc::parse(const char* text, std::size_t length, LogBase& log) {
         m_doc.reset();
         return false;
     }
+    m_size = length;
     registerIds();
     return true;
 }

@@ -27,6 +27,7 @@ class W3cDoc {
     bool parse(const char* text, std::size_t length, LogBase& log);
 
     xmlDoc* doc() const { return m_doc.get(); }
+    std::size_t size() const { return m_size; }  // bytes of the parsed text
     // The element whose Id is id; null, logged, when none or several carry it.
     xmlNode* elementById(const std::string& id, LogBase& log) const;
     // The n-th Signature (or AuthSignature) element in document order; null when none.
@@ -36,6 +37,7 @@ class W3cDoc {
     void registerIds();
     DocPtr m_doc;
     std::set<std::string> m_duplicated;
+    std::size_t m_size = 0;
 };
 
 // Element children by local name (any namespace): the n-th one, or null.

@@ -5,6 +5,7 @@
 
 #include <libxml/xpath.h>
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -19,15 +20,17 @@ struct XPathObjectFree {
 };
 using XPathResult = std::unique_ptr<xmlXPathObject, XPathObjectFree>;
 
-// At most this many XPath operations per expression: enough for every real document, and a
-// bound on what an expression an attacker writes can cost.
-constexpr unsigned long kXPathOpLimit = 50000000UL;
+// XPath operations allowed per expression: in proportion to the document's size (a real
+// transform visits each node a few times), with a fixed floor and ceiling, so that an
+// expression an attacker writes (nested predicates, namespace axes over many declarations)
+// ends with a refusal in bounded time and memory.
+unsigned long xpathOpLimit(std::size_t documentBytes);
 
 class XPathRun {
   public:
     // here: the node here() returns (may be null); nsContext: the element whose in-scope
     // namespace declarations the expression's prefixes resolve against (may be null).
-    XPathRun(xmlDoc* doc, xmlNode* here, xmlNode* nsContext);
+    XPathRun(xmlDoc* doc, xmlNode* here, xmlNode* nsContext, std::size_t documentBytes);
     ~XPathRun();
     XPathRun(const XPathRun&) = delete;
     XPathRun& operator=(const XPathRun&) = delete;
