@@ -19,7 +19,7 @@ bool canonicalize(const CanonRequest& request, std::string& out, LogBase& log) {
         for (const auto& [prefix, uri] : request.namespaces) xpath.addNamespace(prefix, uri);
         detail::XPathResult r = xpath.nodes(request.xpath, log);
         if (!r) return false;
-        set.intersectWith(r->nodesetval);
+        set.intersectWith({r->nodesetval});
     }
     return detail::canonicalizeNodeSet(set, request.method, request.withComments,
                                        request.inclusivePrefixes, out, log);
@@ -32,14 +32,11 @@ bool evaluateExpression(const char* text, std::size_t length, const char* expr, 
     xmlNode* top = xmlDocGetRootElement(doc.doc());
     detail::XPathRun xpath(doc.doc(), top, top, doc.size());
     detail::NodeSet set(doc.doc(), reinterpret_cast<xmlNode*>(doc.doc()), true);
-    std::string e(expr);
-    if (kind == ExpressionKind::XPathTransform)
-        e = "(//. | //@* | //namespace::*)[boolean(" + e + ")]";
-    detail::XPathResult r = xpath.nodes(e, log);
-    if (!r) return false;
     if (kind == ExpressionKind::XPathTransform) {
-        set.intersectWith(r->nodesetval);
+        if (!xpath.narrowByTransform(expr, set, log)) return false;
     } else {
+        detail::XPathResult r = xpath.nodes(expr, log);
+        if (!r) return false;
         set.beginFilterSequence();
         set.addFilterStep(detail::SetOp::Intersect, r->nodesetval);
     }

@@ -18,19 +18,23 @@ const xmlNode* positionOf(const xmlNode* node, const xmlNode* parent) {
 
 }  // namespace
 
-void NodeSet::intersectWith(const xmlNodeSet* nodes) {
+void NodeSet::intersectWith(const std::vector<const xmlNodeSet*>& parts) {
     auto e = std::make_shared<Explicit>();
+    for (const xmlNodeSet* nodes : parts) add(*e, nodes);
+    m_explicit.push_back(std::move(e));
+}
+
+void NodeSet::add(Explicit& e, const xmlNodeSet* nodes) {
     for (int i = 0; nodes != nullptr && i < nodes->nodeNr; ++i) {
         const xmlNode* n = nodes->nodeTab[i];
         if (n->type == XML_NAMESPACE_DECL) {
             // XPath hands out copies of namespace nodes whose next field is their element.
             const xmlNs* ns = reinterpret_cast<const xmlNs*>(n);
-            e->namespaces.emplace(static_cast<const void*>(ns->next), prefixOf(ns));
+            e.namespaces.emplace(static_cast<const void*>(ns->next), prefixOf(ns));
         } else {
-            e->nodes.insert(n);
+            e.nodes.insert(n);
         }
     }
-    m_explicit.push_back(std::move(e));
 }
 
 void NodeSet::addFilterStep(SetOp op, const xmlNodeSet* nodes) {

@@ -26,8 +26,8 @@ class NodeSet {
         : m_doc(doc), m_root(root), m_withComments(withComments) {}
 
     xmlDoc* doc() const { return m_doc; }
-    // Keeps only the nodes of an XPath result (namespace nodes included).
-    void intersectWith(const xmlNodeSet* nodes);
+    // Keeps only the nodes of the union of XPath results (namespace nodes included).
+    void intersectWith(const std::vector<const xmlNodeSet*>& parts);
     // Drops the subtree of root (the enveloped signature).
     void removeSubtree(xmlNode* root) { m_removed.push_back(root); }
     // One XPath Filter 2.0 step: the subtrees of the nodes combined with what the earlier steps
@@ -47,6 +47,7 @@ class NodeSet {
         SetOp op;
         std::unordered_set<const void*> roots;
     };
+    static void add(Explicit& e, const xmlNodeSet* nodes);
     bool inSubtreeOf(const xmlNode* position, const xmlNode* top) const;
     static bool inSubtrees(const xmlNode* node, const xmlNode* position,
                            const std::unordered_set<const void*>& roots);

@@ -190,11 +190,7 @@ bool RefEngine::xpathTransform(xmlNode* transform, Data& d) {
     const std::string expr = detail::textOf(xp);
     xmlNode* here = d.set->doc() == m_main.doc() ? xp : nullptr;
     detail::XPathRun xpath(d.set->doc(), here, xp, sizeOf(d.set->doc()));
-    detail::XPathResult r =
-        xpath.nodes("(//. | //@* | //namespace::*)[boolean(" + expr + ")]", m_log);
-    if (!r) return false;
-    d.set->intersectWith(r->nodesetval);
-    return true;
+    return xpath.narrowByTransform(expr, *d.set, m_log);
 }
 
 bool RefEngine::filter2Transform(xmlNode* transform, Data& d) {

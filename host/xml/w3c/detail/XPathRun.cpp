@@ -2,6 +2,7 @@
 
 #include <libxml/xpathInternals.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "host/log/LogBase.h"
@@ -28,43 +29,6 @@ void hereFunction(xmlXPathParserContext* ctxt, int nargs) {
 // libxml2's extensions (document() belongs to XSLT) are never registered here.
 bool mentionsOutsideReader(const std::string& expr) {
     return expr.find("document(") != std::string::npos;
-}
-
-// The namespace axis hands out a copy of every in-scope declaration of every element: a few
-// hundred declarations on the root of a large document make that quadratic. Counted before
-// evaluating, stopping as soon as the count passes limit.
-unsigned long namespaceNodes(xmlDoc* doc, unsigned long limit) {
-    xmlNode* top = xmlDocGetRootElement(doc);
-    unsigned long total = 0;
-    std::vector<unsigned long> inScope{1};  // the xml namespace
-    xmlNode* n = top;
-    while (n != nullptr && total <= limit) {
-        unsigned long here = inScope.back();
-        for (xmlNs* ns = n->nsDef; ns != nullptr; ns = ns->next) ++here;
-        total += here;
-        if (n->children != nullptr) {
-            xmlNode* c = n->children;
-            while (c != nullptr && c->type != XML_ELEMENT_NODE) c = c->next;
-            if (c != nullptr) {
-                inScope.push_back(here);
-                n = c;
-                continue;
-            }
-        }
-        // Next element: a following sibling, else one of an ancestor's.
-        while (n != nullptr && n != top) {
-            xmlNode* s = n->next;
-            while (s != nullptr && s->type != XML_ELEMENT_NODE) s = s->next;
-            if (s != nullptr) {
-                n = s;
-                break;
-            }
-            n = n->parent;
-            inScope.pop_back();
-        }
-        if (n == top) break;
-    }
-    return total;
 }
 
 }  // namespace
@@ -99,6 +63,28 @@ XPathRun::~XPathRun() {
     if (m_ctx != nullptr) xmlXPathFreeContext(m_ctx);
 }
 
+// Refusals made before evaluation. The namespace axis hands out a copy of every in-scope
+// declaration of every element, so a few hundred declarations on the root of a large document
+// make it quadratic. Nested document-wide steps cost N^k node visits that libxml2's operation
+// count does not see (it counts operations, not the nodes a step visits).
+bool XPathRun::withinWorkBudget(const std::string& expr, LogBase& log) {
+    if (!m_shape) m_shape = shapeOf(m_ctx->doc);
+    const DocShape& shape = *m_shape;
+    const char* refusal = nullptr;
+    if (expr.find("namespace") != std::string::npos &&
+        shape.namespaceNodes > static_cast<double>(m_ctx->opLimit))
+        refusal = "The XPath expression would visit more namespace nodes than allowed.";
+    const double work = estimatedWork(expr, shape);
+    if (refusal == nullptr && work > kXPathWorkBudget)
+        refusal = "The XPath expression nests document-wide steps too deeply for this document.";
+    if (refusal == nullptr) return true;
+    log.LogError(refusal);
+    log.LogDataStr("xpath", expr.c_str());
+    log.LogDataLong("documentNodes", static_cast<long>(shape.nodes));
+    log.LogDataLong("estimatedNodeVisits", static_cast<long>(std::min(work, 1e18)));
+    return false;
+}
+
 XPathResult XPathRun::nodes(const std::string& expr, LogBase& log) {
     if (m_ctx == nullptr) return nullptr;
     if (mentionsOutsideReader(expr)) {
@@ -106,12 +92,7 @@ XPathResult XPathRun::nodes(const std::string& expr, LogBase& log) {
         log.LogDataStr("xpath", expr.c_str());
         return nullptr;
     }
-    if (expr.find("namespace") != std::string::npos &&
-        namespaceNodes(m_ctx->doc, m_ctx->opLimit) > m_ctx->opLimit) {
-        log.LogError("The XPath expression would visit more namespace nodes than allowed.");
-        log.LogDataStr("xpath", expr.c_str());
-        return nullptr;
-    }
+    if (!withinWorkBudget(expr, log)) return nullptr;
     m_ctx->opCount = 0;
     m_ctx->depth = 0;
     m_ctx->node = reinterpret_cast<xmlNode*>(m_ctx->doc);
@@ -124,6 +105,19 @@ XPathResult XPathRun::nodes(const std::string& expr, LogBase& log) {
         return nullptr;
     }
     return r;
+}
+
+bool XPathRun::narrowByTransform(const std::string& expr, NodeSet& set, LogBase& log) {
+    std::vector<XPathResult> parts;
+    std::vector<const xmlNodeSet*> sets;
+    const std::string test = "[boolean(" + expr + ")]";
+    for (const char* path : {"/descendant-or-self::node()", "//@*", "//namespace::*"}) {
+        parts.push_back(nodes(path + test, log));
+        if (!parts.back()) return false;
+        sets.push_back(parts.back()->nodesetval);
+    }
+    set.intersectWith(sets);
+    return true;
 }
 
 }  // namespace xmldsig::w3c::detail

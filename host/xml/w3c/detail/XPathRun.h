@@ -7,7 +7,11 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
+
+#include "host/xml/w3c/detail/NodeSet.h"
+#include "host/xml/w3c/detail/XPathCost.h"
 
 namespace xmldsig {
 class LogBase;
@@ -26,6 +30,11 @@ using XPathResult = std::unique_ptr<xmlXPathObject, XPathObjectFree>;
 // ends with a refusal in bounded time and memory.
 unsigned long xpathOpLimit(std::size_t documentBytes);
 
+// Node visits an expression may be estimated to cause before it is refused unevaluated (see
+// XPathCost.h): a transform over a document of tens of thousands of nodes may walk it a few
+// times per node along short axes (ancestor, attributes), not once per node along long ones.
+constexpr double kXPathWorkBudget = 50e6;
+
 class XPathRun {
   public:
     // here: the node here() returns (may be null); nsContext: the element whose in-scope
@@ -39,11 +48,18 @@ class XPathRun {
     // expression is malformed, exceeds the bounds, reads outside the document or is not a
     // node-set.
     XPathResult nodes(const std::string& expr, LogBase& log);
+    // Keeps in set the nodes of the document (attributes and namespace nodes included) for
+    // which the XPath transform expression expr is true; false, logged, as nodes() fails.
+    // Evaluated as three location paths because libxml2 merges the union
+    // "(//. | //@* | //namespace::*)" in quadratic time.
+    bool narrowByTransform(const std::string& expr, NodeSet& set, LogBase& log);
     void addNamespace(const std::string& prefix, const std::string& uri);
 
   private:
+    bool withinWorkBudget(const std::string& expr, LogBase& log);
     xmlXPathContext* m_ctx = nullptr;
     xmlNode* m_here = nullptr;
+    std::optional<DocShape> m_shape;
 };
 
 }  // namespace xmldsig::w3c::detail
