@@ -34,7 +34,7 @@ struct SignatureVerdict {
     std::string signatureMethod, canonicalizationMethod;
     std::vector<ReferenceResult> references;
     std::vector<ClsXmlDSig::ManifestReferenceResult> manifestReferences;
-    Findings warnings;  // what qualifies a valid verdict (refuses it under --policy strict)
+    Findings warnings;        // what qualifies a valid verdict (refuses it under --policy strict)
     std::string log;          // the diagnostic log of the verification
     std::string explanation;  // with explain: where the hashed bytes of failed references are
 };

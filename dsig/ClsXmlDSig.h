@@ -278,7 +278,11 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
 
   private:
     ClsXmlDSig();
-    DataBuffer* hashRecord() { return m_keepHashedData ? &m_lastHashed : nullptr; }
+    // Where the octets a reference hashed are kept (null unless asked); kept even when empty.
+    DataBuffer* hashRecord() {
+        m_lastHashedKept = m_keepHashedData;
+        return m_keepHashedData ? &m_lastHashed : nullptr;
+    }
     // Records why VerifySignature fails and returns false.
     bool failVerify(VerifyFailure why, const std::string& detail);
     // A key joins the candidates: appended to keys, its origin recorded (fromCert: it was made by
@@ -303,6 +307,7 @@ class ClsXmlDSig : public _clsXmlDSigBase, public SystemCertsHolder {
     bool m_keepHashedData = false;
     DataBuffer m_lastHashed;
     XString m_lastHashedFile;
+    bool m_lastHashedKept = false;  // m_lastHashed holds what was hashed, possibly nothing
     // Steps of verifyInternalReference.
     bool applyTransforms(StringBuffer& uri, DSigReference& reference, detail::RefDigestWork& w,
                          LogBase& log);

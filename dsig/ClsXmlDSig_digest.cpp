@@ -119,6 +119,7 @@ bool ClsXmlDSig::verifyReferenceDigest2(int index, bool& missingExternalData,
     LogContextExitor ctx(log, "verifyReferenceDigest_inner");
     m_lastHashed.clear();
     m_lastHashedFile.clear();
+    m_lastHashedKept = false;
     missingExternalData = false;
     m_refFailReason = RefFail::kOther;
     m_refFailDetail.clear();
@@ -211,7 +212,7 @@ bool ClsXmlDSig::GetHashedData(ClsBinData& out, XString& filePath) {
     out.m_data.clear();
     out.m_data.append(m_lastHashed);
     filePath.copyFromX(m_lastHashedFile);
-    return m_lastHashed.getSize() != 0 || !m_lastHashedFile.isEmpty();
+    return m_lastHashedKept || m_lastHashed.getSize() != 0 || !m_lastHashedFile.isEmpty();
 }
 
 }  // namespace xmldsig

@@ -145,6 +145,7 @@ bool ClsXmlDSig::generalEngineReading(int index, ExtPtrArraySb& refDirs, LogBase
     if (DataBuffer* record = hashRecord()) {
         record->clear();
         record->append(octets);
+        m_lastHashedFile.clear();  // what was hashed is the engine's output, not the file
     }
     StringBuffer calculated;
     digest.encodeDB("base64", calculated);

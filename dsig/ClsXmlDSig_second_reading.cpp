@@ -108,9 +108,9 @@ bool ClsXmlDSig::verifyEdDsa(int keyType, const SignedValue& v, LogBase& log) {
     ExtPtrArrayRc keys;
     if (!getPublicKey(false, keys, log)) {
         log.LogError("No public key available to verify signature.");
-        return failVerify(VerifyFailure::NoKey, m_pinnedKeysOnly
-                                                    ? "no pinned key was given"
-                                                    : "No public key available to verify signature.");
+        return failVerify(VerifyFailure::NoKey,
+                          m_pinnedKeysOnly ? "no pinned key was given"
+                                           : "No public key available to verify signature.");
     }
     const bool wantEd448 = keyType == keytype::kEd448;
     log.LogDataLong("numEdDsaKeys", keys.getSize());

@@ -83,6 +83,15 @@ void readSignedInfo(const ClsXml& signedInfo, SignatureFeatures& f) {
 void readKeyInfo(const ClsXml& keyInfo, SignatureFeatures& f) {
     f.hasKeyInfo = true;
     f.keyInfoChildren = childNames(keyInfo);
+    // A RetrievalMethod is read when it names an element of the document as it stands; one that
+    // reaches a file (rawX509Certificate) or carries transforms is not.
+    if (XmlPtr rm{keyInfo.getChildWithTagUtf8("*:RetrievalMethod")}) {
+        const std::string uri = attr(*rm, "URI");
+        if (uri.rfind('#', 0) != 0 || attr(*rm, "Type").find("rawX509") != std::string::npos ||
+            XmlPtr{rm->getChildWithTagUtf8("*:Transforms")})
+            for (auto& c : f.keyInfoChildren)
+                if (c == "RetrievalMethod") c = "RetrievalMethod(file or transforms)";
+    }
     if (XmlPtr kv{keyInfo.getChildWithTagUtf8("*:KeyValue")}) f.keyValueChildren = childNames(*kv);
     if (XmlPtr xd{keyInfo.getChildWithTagUtf8("*:X509Data")}) f.x509DataChildren = childNames(*xd);
     LogNull quiet;

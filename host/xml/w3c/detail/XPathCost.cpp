@@ -25,7 +25,9 @@ xmlNode* visit(xmlNode* e, double inheritedScope, double depth, DocShape& s, dou
     for (xmlNs* ns = e->nsDef; ns != nullptr; ns = ns->next) ++scope;
     s.namespaceNodes += scope;
     double attributes = 0, children = 0;
-    for (xmlAttr* a = e->properties; a != nullptr; a = a->next) ++attributes;
+    for (xmlAttr* a = e->properties; a != nullptr; a = a->next, ++attributes)
+        s.named["@" + std::string(reinterpret_cast<const char*>(a->name))] += 1;
+    s.named[reinterpret_cast<const char*>(e->name)] += 1;
     xmlNode* first = nullptr;
     for (xmlNode* c = e->children; c != nullptr; c = c->next, ++children) {
         if (!isElement(c))
@@ -100,6 +102,7 @@ class Estimate {
         top().path = 1;
         top().inPath = false;
         m_operand = m_afterSlash = m_testPending = false;
+        m_testOn = TestOn::Elements;
     }
 
     double axisFactor(const std::string& axis) const {
@@ -114,9 +117,17 @@ class Estimate {
     }
 
     // A name test or node-type test: the child axis unless an axis or '@' came before it.
-    void nodeTest() {
+    // A name test narrows the step's node-set to the nodes of that name.
+    void nodeTest(const std::string& test) {
         if (!m_testPending) step(m_s.fanout);
+        const std::size_t colon = test.find(':');
+        const std::string local = colon == std::string::npos ? test : test.substr(colon + 1);
+        if (!local.empty() && local != "*" && m_testOn != TestOn::Namespaces) {
+            const auto it = m_s.named.find((m_testOn == TestOn::Attributes ? "@" : "") + local);
+            top().path = std::min(top().path, it == m_s.named.end() ? 0.0 : it->second);
+        }
         m_testPending = m_afterSlash = false;
+        m_testOn = TestOn::Elements;
         m_operand = true;
     }
 
@@ -153,13 +164,16 @@ class Estimate {
         if (m_e.compare(k, 2, "::") == 0) {
             step(axisFactor(word));
             m_testPending = true;
+            m_testOn = word == "attribute"   ? TestOn::Attributes
+                       : word == "namespace" ? TestOn::Namespaces
+                                             : TestOn::Elements;
             m_operand = m_afterSlash = false;
             return k + 2;
         }
         if (k < m_e.size() && m_e[k] == '(') {
             const bool typeTest = word == "node" || word == "text" || word == "comment" ||
                                   word == "processing-instruction";
-            if (typeTest) nodeTest();
+            if (typeTest) nodeTest("");
             open(typeTest ? Bracket::NodeTest : Bracket::Group);
             return k + 1;
         }
@@ -167,7 +181,7 @@ class Estimate {
         if (operatorName && m_operand && !m_testPending && !m_afterSlash)
             endPath();
         else
-            nodeTest();
+            nodeTest(word);
         return j;
     }
 
@@ -209,6 +223,7 @@ class Estimate {
             case '@':
                 step(m_s.attributes);
                 m_testPending = true;
+                m_testOn = TestOn::Attributes;
                 m_afterSlash = false;
                 return i + 1;
             case '.':
@@ -220,7 +235,7 @@ class Estimate {
                 if (m_operand && !m_testPending && !m_afterSlash)
                     endPath();  // multiplication
                 else
-                    nodeTest();
+                    nodeTest("*");
                 return i + 1;
             case '$':
                 ++i;
@@ -240,6 +255,8 @@ class Estimate {
     bool m_operand = false;      // the previous token ends an operand: '*' multiplies, 'and' joins
     bool m_afterSlash = false;   // a step must follow
     bool m_testPending = false;  // an axis or '@' was read; its node test follows
+    enum class TestOn { Elements, Attributes, Namespaces };
+    TestOn m_testOn = TestOn::Elements;  // what the pending node test names
 };
 
 }  // namespace

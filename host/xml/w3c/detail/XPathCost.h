@@ -3,12 +3,13 @@
 // that nests document-wide steps (`//*[count(//*) > 0]`) costs N^k node visits while staying
 // under it. The estimate reads the expression lexically (it is not an evaluator: libxml2 still
 // evaluates) and multiplies the sizes of the node-sets whose nodes each nested predicate or
-// argument is evaluated for.
+// argument is evaluated for; a name test bounds a node-set by the document's count of that name.
 #pragma once
 
 #include <libxml/tree.h>
 
 #include <string>
+#include <unordered_map>
 
 namespace xmldsig::w3c::detail {
 
@@ -18,6 +19,8 @@ struct DocShape {
     double fanout = 1;          // the most children of one node
     double attributes = 1;      // the most attributes of one element
     double namespaceNodes = 0;  // in-scope namespace declarations summed over elements
+    // Elements by local name, attributes by "@" and local name: a name test selects no more.
+    std::unordered_map<std::string, double> named;
 };
 
 DocShape shapeOf(xmlDoc* doc);
