@@ -1,15 +1,16 @@
 #!/usr/bin/env bash
-# Builds the libFuzzer targets (build/fuzz, clang with AddressSanitizer and
-# UndefinedBehaviorSanitizer) and runs one of them, or each in turn, for SECONDS.
+# Builds the libFuzzer targets (build/sanitize: clang with AddressSanitizer and
+# UndefinedBehaviorSanitizer, the build scripts/build.sh sanitize makes) and runs one of them,
+# or each in turn, for SECONDS.
 #   scripts/fuzz.sh TARGET|all SECONDS [libFuzzer options...]
 #   scripts/fuzz.sh list
 # TARGET is a file name of fuzz/ without .cpp (verify_fuzzer, canon_fuzzer...). Inputs found
-# grow build/fuzz/corpus/TARGET; the seeds (made from tests/corpus by scripts/fuzz-seeds.py) are
-# read from build/fuzz/seeds/TARGET. A crash leaves its input in build/fuzz/artifacts/ and makes
+# grow build/sanitize/corpus/TARGET; the seeds (made from tests/corpus by scripts/fuzz-seeds.py) are
+# read from build/sanitize/seeds/TARGET. A crash leaves its input in build/sanitize/artifacts/ and makes
 # the script fail. FUZZ_JOBS (default 1) runs that many targets side by side under "all".
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
-dir="$root/build/fuzz"
+dir="$root/build/sanitize"
 targets=$(cd "$root/fuzz" && ls ./*_fuzzer.cpp | sed 's|^\./||; s|\.cpp$||')
 if [ "${1:-}" = list ]; then echo "$targets"; exit 0; fi
 if [ $# -lt 2 ]; then
@@ -23,18 +24,9 @@ if [ "$target" != all ] && ! grep -qx "$target" <<<"$targets"; then
     exit 2
 fi
 
-generator=()
-command -v ninja >/dev/null && generator=(-G Ninja)
-launcher=()
-if command -v ccache >/dev/null; then
-    export CCACHE_BASEDIR="$root"
-    launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache)
-fi
-cmake -S "$root" -B "$dir" "${generator[@]}" "${launcher[@]}" -DCMAKE_BUILD_TYPE=None \
-    -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
-    -DCMAKE_CXX_FLAGS="-O1 -gline-tables-only" -DCMAKE_C_FLAGS="-O1 -gline-tables-only" \
-    -DXMLDSIG_FUZZ=ON -DXMLDSIG_BUILD_TESTS=OFF >/dev/null
-cmake --build "$dir" -j "$(nproc)" --target "$([ "$target" = all ] && echo fuzzers || echo "$target")"
+# The sanitize flavour of build.sh: the same build runs the tests under the sanitizers.
+XMLDSIG_BUILD_TARGET="$([ "$target" = all ] && echo fuzzers || echo "$target")" \
+    "$root/scripts/build.sh" sanitize >/dev/null
 [ -d "$dir/seeds" ] || python3 "$root/scripts/fuzz-seeds.py" "$dir/seeds"
 
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1:allocator_may_return_null=1}
@@ -42,7 +34,7 @@ export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
 run_one() {
     local t=$1; shift
     mkdir -p "$dir/corpus/$t" "$dir/seeds/$t" "$dir/artifacts" "$dir/logs"
-    echo "== $t for ${seconds}s (log: build/fuzz/logs/$t.log)"
+    echo "== $t for ${seconds}s (log: build/sanitize/logs/$t.log)"
     if "$dir/fuzz/$t" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=4096 \
         -dict="$root/fuzz/xmldsig.dict" -artifact_prefix="$dir/artifacts/$t-" \
         -print_final_stats=1 "$@" "$dir/corpus/$t" "$dir/seeds/$t" >"$dir/logs/$t.log" 2>&1; then
