@@ -136,6 +136,18 @@ def small_seeds(out):
         put(out, "codec_fuzzer", bytes([mode]) + text)
 
 
+def xpath_seeds(out):
+    # The expressions of the hostile-XPath table, each as every kind, over one small document.
+    doc = (b'<r xmlns:dsig="http://www.w3.org/2000/09/xmldsig#"><e Id="i1">t</e><e Id="i2"/>'
+           b'<dsig:Signature><dsig:XPath>x</dsig:XPath></dsig:Signature></r>')
+    table = os.path.join(ROOT, "tests", "data", "w3c", "hostile_xpath.tsv")
+    with open(table, "rb") as f:
+        rows = [line.rstrip(b"\n").split(b"\t") for line in f if not line.startswith(b"#")]
+    for row in rows[1:]:
+        for kind in range(3):
+            put(out, "xpath_fuzzer", bytes([kind]) + row[-1] + b"\x00" + doc)
+
+
 def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
@@ -145,6 +157,7 @@ def main():
     keys(out)
     tokens(out)
     small_seeds(out)
+    xpath_seeds(out)
     for target in sorted(counts):
         print("%s: %d seeds" % (target, counts[target]))
 
