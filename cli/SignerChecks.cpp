@@ -12,7 +12,7 @@ void applySignerChecks(ClsXmlDSig& dsig, const TrustSettings& trust, SignatureVe
 }
 
 void addSignerChecksJson(const SignerReport& c, nlohmann::json& j) {
-    j.update(nlohmann::json::parse(signerReportJson(c, false)));
+    j.update(signerReportJson(c, false));
 }
 
 }  // namespace xmldsig::cli

@@ -38,7 +38,8 @@ bool ClsXmlDSig::VerifySigner() {
     if (report.failure.empty() && settings.strictPolicy && !report.warnings.empty())
         report.failure = "policy strict: " + report.warnings.summary();
     m_trustStatus = report.trust.status;
-    m_signerReportJson = signerReportJson(report, true);
+    m_signerReportJson = signerReportJson(report, true)
+                             .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
     log.LogDataStr("trust", m_trustStatus.c_str());
     for (const auto& w : report.warnings.all()) log.LogDataStr("warning", w.text.c_str());
     if (!report.failure.empty()) log.LogError(report.failure.c_str());

@@ -243,7 +243,7 @@ SignerReport checkSigner(ClsXmlDSig& dsig, const TrustSettings& settings,
     return c;
 }
 
-std::string signerReportJson(const SignerReport& c, bool withVerdict) {
+Json signerReportJson(const SignerReport& c, bool withVerdict) {
     Json j = {{"trust", trustJson(c.trust)}};
     const XadesBinding& x = c.xades;
     if (x.present) {
@@ -270,7 +270,7 @@ std::string signerReportJson(const SignerReport& c, bool withVerdict) {
             j["warnings"].push_back({{"code", w.code}, {"text", w.text}});
         j["failure"] = c.failure;
     }
-    return j.dump(-1, ' ', false, Json::error_handler_t::replace);
+    return j;
 }
 
 std::string trustSummary(const TrustReport& r) {

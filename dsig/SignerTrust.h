@@ -6,6 +6,7 @@
 
 #include <ctime>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -63,9 +64,9 @@ struct SignerReport {
 SignerReport checkSigner(ClsXmlDSig& dsig, const TrustSettings& settings,
                          const std::string& signerCertBase64);
 
-// The report as a compact JSON object: "trust", and "xades" and "timestamp" when present; with
+// The report as a JSON object: "trust", and "xades" and "timestamp" when present; with
 // withVerdict also "warnings" (a list of {"code", "text"}) and "failure".
-std::string signerReportJson(const SignerReport& r, bool withVerdict);
+nlohmann::json signerReportJson(const SignerReport& r, bool withVerdict);
 // "signer trusted via ...", "signer not trusted: ...", "signer not checked against a trust
 // store".
 std::string trustSummary(const TrustReport& r);

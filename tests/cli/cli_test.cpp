@@ -63,6 +63,16 @@ TEST(Cli, InfoListsEverySignedCorpusDocument) {
     for (const auto& doc : docs) EXPECT_GE(signaturesPerFile[doc], 1) << doc;
 }
 
+// The base64 SHA-256 of a file as openssl computes it; empty when openssl failed.
+std::string sha256Base64(const std::string& file) {
+    FILE* p = popen(("openssl dgst -sha256 -binary '" + file + "' | base64").c_str(), "r");
+    char buf[128] = {0};
+    if (p == nullptr || fgets(buf, sizeof buf, p) == nullptr) return "";
+    pclose(p);
+    std::string digest(buf);
+    return digest.erase(digest.find_last_not_of("\n") + 1);
+}
+
 TEST(Cli, CanonicalFormOfTheSignedBodyHashesToItsDigestValue) {
     // The example was signed by xmlsec1; its DigestValue is the SHA-256 of this output.
     CliResult r = runCli({"c14n", "--exclusive", "--id", "Body-1", example("soap-body-by-id.xml")});
@@ -72,13 +82,8 @@ TEST(Cli, CanonicalFormOfTheSignedBodyHashesToItsDigestValue) {
     ASSERT_EQ(digest.out, r.out);
     const std::string file = "/tmp/xmldsig_cli_body_c14n";
     { std::ofstream(file, std::ios::binary) << r.out; }
-    FILE* p = popen(("openssl dgst -sha256 -binary " + file + " | base64").c_str(), "r");
-    ASSERT_NE(p, nullptr);
-    char buf[128] = {0};
-    ASSERT_NE(fgets(buf, sizeof buf, p), nullptr);
-    pclose(p);
-    std::string b64(buf);
-    b64.erase(b64.find_last_not_of("\n") + 1);
+    const std::string b64 = sha256Base64(file);
+    ASSERT_FALSE(b64.empty());
     EXPECT_NE(readFile(example("soap-body-by-id.xml")).find("<ds:DigestValue>" + b64 + "<"),
               std::string::npos)
         << b64;
@@ -182,15 +187,6 @@ TEST(Cli, ParallelBatchGivesTheSameVerdictsAsOneFileAtATime) {
 // The file holds exactly what the reference's transform chain digested: its SHA-256 is the
 // digest the log reports for the chain ("calculatedDigest"), also after a MyInvois or ZATCA
 // retry that did not match.
-std::string sha256Base64(const std::string& file) {
-    FILE* p = popen(("openssl dgst -sha256 -binary '" + file + "' | base64").c_str(), "r");
-    char buf[128] = {0};
-    if (p == nullptr || fgets(buf, sizeof buf, p) == nullptr) return "";
-    pclose(p);
-    std::string digest(buf);
-    return digest.erase(digest.find_last_not_of("\n") + 1);
-}
-
 TEST(Cli, ExplainWritesTheBytesThatWereHashed) {
     struct Case {
         std::string document, from, to, option;
